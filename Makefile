@@ -1,0 +1,29 @@
+# The two commands of the README: `make run` and `make test`.
+JOBS ?= $(shell nproc)
+
+.PHONY: run test deps build-release build-ci bench clean
+
+deps:
+	@scripts/install-deps
+
+build-release: deps
+	cmake --preset release
+	cmake --build --preset release -j $(JOBS)
+
+build-ci: deps
+	cmake --preset ci
+	cmake --build --preset ci -j $(JOBS)
+
+run: build-release
+	./build/release/OrrelApp/orrel-sentry $(ARGS)
+
+test: build-ci
+	ctest --preset ci -j $(JOBS)
+
+bench: deps
+	cmake --preset bench
+	cmake --build --preset bench -j $(JOBS)
+	@for b in build/bench/bench/*-bench; do echo "== $$b"; $$b; done
+
+clean:
+	rm -rf build
