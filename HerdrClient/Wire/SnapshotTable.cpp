@@ -31,7 +31,9 @@ QString renderRows(const std::vector<QStringList>& rows)
             const bool last = c + 1 == row.size();
             line += last ? row[c] : row[c].leftJustified(widths[std::size_t(c)] + 2);
         }
-        out += line.trimmed() + u'\n';
+        while (line.endsWith(u' '))
+            line.chop(1);
+        out += line + u'\n';
     }
     return out;
 }

@@ -1,0 +1,120 @@
+#pragma once
+
+#include "HerdrClient/Wire/JSONValue.h"
+
+#include <QByteArray>
+#include <QString>
+
+#include <chrono>
+#include <condition_variable>
+#include <deque>
+#include <functional>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <thread>
+#include <vector>
+
+// One request as the fake server read it.
+struct FakeRequest {
+    QByteArray line; // byte for byte, without the newline
+    QString id;
+    QString method;
+    JSONValue params;
+};
+
+// What the fake server does with one request.
+struct FakeReply {
+    enum class Kind { result, error, raw, silent, closeWithoutReply };
+
+    Kind kind = Kind::result;
+    JSONValue value;     // result: the result object; error: unused
+    QString code;        // error
+    QString message;     // error
+    QByteArray bytes;    // raw: written as they are, then the connection closes
+
+    static FakeReply result(JSONValue value) { return {Kind::result, std::move(value), {}, {}, {}}; }
+    // herdr's `{"type":"ok"}`.
+    static FakeReply ok();
+    static FakeReply error(QString code, QString message)
+    {
+        return {Kind::error, {}, std::move(code), std::move(message), {}};
+    }
+    static FakeReply raw(QByteArray bytes) { return {Kind::raw, {}, {}, {}, std::move(bytes)}; }
+    // Accepts and never answers, until the server stops.
+    static FakeReply silent() { return {Kind::silent, {}, {}, {}, {}}; }
+    static FakeReply closeWithoutReply() { return {Kind::closeWithoutReply, {}, {}, {}, {}}; }
+};
+
+// A herdr server on a real Unix socket that answers like herdr: one request per connection,
+// results tagged with their `type`, errors as objects, and event streams for subscribers.
+// Every request line is logged byte for byte. Threads of its own; safe to drive from a test.
+class FakeHerdrServer {
+public:
+    using Handler = std::function<FakeReply(const FakeRequest&)>;
+
+    // Listens at `socketPath`, or at a socket in a fresh temporary directory when empty.
+    explicit FakeHerdrServer(QString socketPath = {});
+    ~FakeHerdrServer();
+    FakeHerdrServer(const FakeHerdrServer&) = delete;
+    FakeHerdrServer& operator=(const FakeHerdrServer&) = delete;
+
+    // Binds and starts accepting; false (with `lastError`) when the socket cannot be made.
+    bool start();
+    // Closes the socket, ends every connection and event stream, and removes the socket file.
+    void stop();
+    bool isRunning() const;
+    QString socketPath() const { return m_socketPath; }
+    QString lastError() const { return m_lastError; }
+
+    // Answers `method` with `handler`, in place of any earlier one. Methods without a handler are
+    // answered as herdr answers an unknown method.
+    void setHandler(const QString& method, Handler handler);
+    // Called for methods without a handler of their own (before the unknown-method answer).
+    void setFallbackHandler(Handler handler);
+
+    std::vector<FakeRequest> requests() const;
+    std::vector<QByteArray> requestLines() const;
+    std::vector<FakeRequest> requestsFor(const QString& method) const;
+    void clearRequests();
+
+    // Sends an event line to every subscriber whose subscriptions take it. Lifecycle events
+    // (underscored names) are also kept, up to 512, and replayed to new subscribers, as herdr does.
+    void publish(const QString& event, const JSONValue& data);
+    // Writes a line to every subscriber as it is, whatever it subscribed to.
+    void publishRaw(const QByteArray& line);
+    std::size_t subscriberCount() const;
+    // Waits until at least `count` subscribers are connected, or the deadline passes.
+    bool waitForSubscribers(std::size_t count, std::chrono::milliseconds timeout) const;
+    // Waits until at least `count` requests were logged, or the deadline passes.
+    bool waitForRequests(std::size_t count, std::chrono::milliseconds timeout) const;
+    // Existence check for per-pane subscriptions; unknown panes reject the subscribe as herdr does.
+    void setPaneExists(std::function<bool(const QString&)> paneExists);
+
+private:
+    struct Subscriber;
+    void acceptLoop();
+    void serve(int fd);
+    void serveSubscribe(int fd, const FakeRequest& request);
+    bool writeAll(int fd, const QByteArray& bytes);
+
+    QString m_socketPath;
+    QString m_temporaryDirectory;
+    QString m_lastError;
+    int m_listenFd = -1;
+    int m_wakePipe[2] = {-1, -1};
+    std::thread m_acceptThread;
+
+    mutable std::mutex m_mutex;
+    mutable std::condition_variable m_changed;
+    bool m_stopping = false;
+    std::map<QString, Handler> m_handlers;
+    Handler m_fallback;
+    std::function<bool(const QString&)> m_paneExists;
+    std::vector<FakeRequest> m_requests;
+    std::vector<std::shared_ptr<Subscriber>> m_subscribers;
+    std::deque<std::pair<QString, QByteArray>> m_history; // subscription type, line
+    std::vector<int> m_openFds;
+    int m_activeConnections = 0;
+};

@@ -1,0 +1,548 @@
+#include "tests/support/FakeScenario.h"
+
+#include <QCryptographicHash>
+#include <QDir>
+#include <QFile>
+#include <QRegularExpression>
+
+#include <set>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+QString stripColour(const QString& text)
+{
+    static const QRegularExpression sequences(
+        u"\x1b\\[[0-9;?]*[ -/]*[@-~]|\x1b\\][^\x07\x1b]*(?:\x07|\x1b\\\\)|\x1b[@-Z\\\\-_]"_s);
+    QString plain = text;
+    return plain.remove(sequences);
+}
+
+QString lastLines(const QString& text, qint64 count)
+{
+    QStringList lines = text.split(u'\n');
+    const bool trailingNewline = text.endsWith(u'\n');
+    if (trailingNewline)
+        lines.removeLast();
+    if (count < lines.size())
+        lines = lines.mid(lines.size() - count);
+    return lines.join(u'\n') + (trailingNewline ? u"\n"_s : QString());
+}
+
+JSONValue withMember(const JSONValue& object, const QString& key, const JSONValue& value)
+{
+    JSONValue::Object copy = object.objectValue() ? *object.objectValue() : JSONValue::Object{};
+    copy.insert_or_assign(key, value);
+    return JSONValue(std::move(copy));
+}
+
+QString memberString(const JSONValue& object, QStringView key)
+{
+    const JSONValue* m = object.member(key);
+    return m && m->stringValue() ? *m->stringValue() : QString();
+}
+
+// Fills the keys herdr always sends, so that short scenario files still decode as panes.
+JSONValue completePane(JSONValue pane)
+{
+    const QString id = memberString(pane, u"pane_id");
+    auto fill = [&](const QString& key, const JSONValue& value) {
+        if (!pane.member(key))
+            pane = withMember(pane, key, value);
+    };
+    fill(u"terminal_id"_s,
+         u"term_"_s + QString::fromLatin1(
+                          QCryptographicHash::hash(id.toUtf8(), QCryptographicHash::Sha256).toHex().left(13)));
+    fill(u"workspace_id"_s, id.section(u':', 0, 0));
+    fill(u"tab_id"_s, id.section(u':', 0, 0) + u":t1"_s);
+    fill(u"focused"_s, false);
+    fill(u"agent_status"_s, pane.member(u"agent") ? u"idle"_s : u"unknown"_s);
+    fill(u"revision"_s, 0);
+    return pane;
+}
+
+FakeReply paneNotFound(const QString& id)
+{
+    return FakeReply::error(u"pane_not_found"_s, u"pane %1 not found"_s.arg(id));
+}
+
+} // namespace
+
+FakeScenario::FakeScenario(const FakeScenario& other)
+{
+    *this = other;
+}
+
+FakeScenario& FakeScenario::operator=(const FakeScenario& other)
+{
+    if (this == &other)
+        return *this;
+    std::scoped_lock lock(m_mutex, other.m_mutex);
+    m_header = other.m_header;
+    m_workspaces = other.m_workspaces;
+    m_tabs = other.m_tabs;
+    m_panes = other.m_panes;
+    m_replayEvents = other.m_replayEvents;
+    m_nextTab = other.m_nextTab;
+    return *this;
+}
+
+std::expected<FakeScenario, QString> FakeScenario::load(const QString& path)
+{
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly))
+        return std::unexpected(u"Couldn't read the scenario %1: %2"_s.arg(path, file.errorString()));
+    const auto parsed = JSONValue::parse(file.readAll());
+    if (!parsed)
+        return std::unexpected(u"The scenario %1 is not JSON: %2"_s.arg(
+            path, parsed.error().errorDescription()));
+    return fromJSON(*parsed, QFileInfo(path).absolutePath());
+}
+
+std::expected<FakeScenario, QString> FakeScenario::fromJSON(const JSONValue& scenario,
+                                                            const QString& baseDirectory)
+{
+    if (!scenario.objectValue())
+        return std::unexpected(u"A scenario must be a JSON object"_s);
+    FakeScenario result;
+    JSONValue::Object header;
+    for (const auto* key : {u"version", u"protocol", u"focused_workspace_id", u"focused_tab_id",
+                            u"focused_pane_id"}) {
+        if (const JSONValue* v = scenario.member(QStringView(key)))
+            header.emplace(QString::fromUtf16(key), *v);
+    }
+    header.try_emplace(u"version"_s, u"0.8.0"_s);
+    header.try_emplace(u"protocol"_s, 19);
+    result.m_header = JSONValue(std::move(header));
+
+    auto list = [&](QStringView key) {
+        std::vector<JSONValue> out;
+        if (const JSONValue* v = scenario.member(key); v && v->arrayValue())
+            out = *v->arrayValue();
+        return out;
+    };
+    result.m_workspaces = list(u"workspaces");
+    result.m_tabs = list(u"tabs");
+    result.m_replayEvents = list(u"replay_events");
+    for (const JSONValue& entry : list(u"panes")) {
+        if (memberString(entry, u"pane_id").isEmpty())
+            return std::unexpected(u"Every pane needs a pane_id: %1"_s.arg(entry.description()));
+        Pane pane;
+        JSONValue::Object record = *entry.objectValue();
+        if (const JSONValue* screen = entry.member(u"screen")) {
+            pane.screen.visible = memberString(*screen, u"visible");
+            if (screen->member(u"detection"))
+                pane.screen.detection = memberString(*screen, u"detection");
+            if (screen->member(u"recent"))
+                pane.screen.recent = memberString(*screen, u"recent");
+        }
+        if (const JSONValue* files = entry.member(u"screen_files"); files && files->objectValue()) {
+            for (const auto& [name, value] : *files->objectValue()) {
+                const QString path = QDir(baseDirectory).filePath(value.stringValue().value_or(QString()));
+                QFile file(path);
+                if (!file.open(QIODevice::ReadOnly))
+                    return std::unexpected(u"Couldn't read the screen %1: %2"_s.arg(path, file.errorString()));
+                const QString text = QString::fromUtf8(file.readAll());
+                if (name == u"visible")
+                    pane.screen.visible = text;
+                else if (name == u"detection")
+                    pane.screen.detection = text;
+                else if (name == u"recent")
+                    pane.screen.recent = text;
+            }
+        }
+        record.erase(u"screen"_s);
+        record.erase(u"screen_files"_s);
+        pane.record = completePane(JSONValue(std::move(record)));
+        result.m_panes.push_back(std::move(pane));
+    }
+    return result;
+}
+
+void FakeScenario::install(FakeHerdrServer& server)
+{
+    {
+        std::lock_guard lock(m_mutex);
+        m_server = &server;
+    }
+    server.setPaneExists([this](const QString& id) { return hasPane(id); });
+    server.setHandler(u"ping"_s, [this](const FakeRequest&) {
+        std::lock_guard lock(m_mutex);
+        return FakeReply::result(JSONValue::object(
+            {{u"type"_s, u"pong"_s},
+             {u"version"_s, *m_header.member(u"version")},
+             {u"protocol"_s, *m_header.member(u"protocol")},
+             {u"capabilities"_s, JSONValue::object({{u"live_handoff"_s, true}})}}));
+    });
+    server.setHandler(u"session.snapshot"_s, [this](const FakeRequest&) {
+        return FakeReply::result(JSONValue::object(
+            {{u"type"_s, u"session_snapshot"_s}, {u"snapshot"_s, snapshotJSON()}}));
+    });
+    server.setHandler(u"pane.read"_s, [this](const FakeRequest& r) { return read(r.params); });
+    server.setHandler(u"pane.get"_s, [this](const FakeRequest& r) { return paneGet(r.params); });
+    server.setHandler(u"pane.focus"_s, [this](const FakeRequest& r) {
+        const QString id = memberString(r.params, u"pane_id");
+        std::lock_guard lock(m_mutex);
+        Pane* pane = find(id);
+        if (!pane)
+            return paneNotFound(id);
+        for (auto& p : m_panes)
+            p.record = withMember(p.record, u"focused"_s, &p == pane);
+        if (memberString(pane->record, u"agent_status") == u"done")
+            pane->record = withMember(pane->record, u"agent_status"_s, u"idle"_s);
+        m_header = withMember(m_header, u"focused_pane_id"_s, id);
+        return FakeReply::result(JSONValue::object({{u"type"_s, u"pane_info"_s}, {u"pane"_s, pane->record}}));
+    });
+    auto sendHandler = [this](const FakeRequest& r) {
+        const QString id = memberString(r.params, u"pane_id");
+        if (!hasPane(id))
+            return paneNotFound(id);
+        if (r.method == u"pane.send_keys") {
+            const JSONValue* keys = r.params.member(u"keys");
+            if (!keys || !keys->arrayValue())
+                return FakeReply::error(u"invalid_request"_s, u"invalid request: missing keys"_s);
+            for (const auto& key : *keys->arrayValue()) {
+                if (!key.stringValue() || !isValidKey(*key.stringValue()))
+                    return FakeReply::error(u"invalid_key"_s,
+                                            u"unsupported key %1"_s.arg(key.stringValue().value_or(key.description())));
+            }
+        }
+        return FakeReply::ok();
+    };
+    server.setHandler(u"pane.send_keys"_s, sendHandler);
+    server.setHandler(u"pane.send_text"_s, sendHandler);
+    server.setHandler(u"tab.focus"_s, [this](const FakeRequest& r) {
+        const QString id = memberString(r.params, u"tab_id");
+        std::lock_guard lock(m_mutex);
+        for (const auto& tab : m_tabs) {
+            if (memberString(tab, u"tab_id") == id)
+                return FakeReply::result(JSONValue::object({{u"type"_s, u"tab_info"_s}, {u"tab"_s, tab}}));
+        }
+        return FakeReply::error(u"tab_not_found"_s, u"tab %1 not found"_s.arg(id));
+    });
+    server.setHandler(u"workspace.focus"_s, [this](const FakeRequest& r) {
+        const QString id = memberString(r.params, u"workspace_id");
+        std::lock_guard lock(m_mutex);
+        for (const auto& w : m_workspaces) {
+            if (memberString(w, u"workspace_id") == id)
+                return FakeReply::result(
+                    JSONValue::object({{u"type"_s, u"workspace_info"_s}, {u"workspace"_s, w}}));
+        }
+        return FakeReply::error(u"workspace_not_found"_s, u"workspace %1 not found"_s.arg(id));
+    });
+    server.setHandler(u"tab.create"_s, [this](const FakeRequest& r) {
+        std::unique_lock lock(m_mutex);
+        const QString workspace = memberString(m_header, u"focused_workspace_id").isEmpty()
+                                      ? (m_workspaces.empty() ? QString() : memberString(m_workspaces.front(), u"workspace_id"))
+                                      : memberString(m_header, u"focused_workspace_id");
+        if (workspace.isEmpty())
+            return FakeReply::error(u"workspace_not_found"_s, u"no active workspace"_s);
+        const int n = m_nextTab++;
+        const QString tabID = u"%1:t%2"_s.arg(workspace).arg(n);
+        const QString paneID = u"%1:p%2"_s.arg(workspace).arg(n);
+        const JSONValue tab = JSONValue::object(
+            {{u"tab_id"_s, tabID}, {u"workspace_id"_s, workspace},
+             {u"label"_s, memberString(r.params, u"label")}, {u"focused"_s, false},
+             {u"pane_count"_s, 1}, {u"agent_status"_s, u"unknown"_s}});
+        m_tabs.push_back(tab);
+        const JSONValue pane = completePane(JSONValue::object(
+            {{u"pane_id"_s, paneID}, {u"workspace_id"_s, workspace}, {u"tab_id"_s, tabID}}));
+        lock.unlock();
+        addPane(pane);
+        return FakeReply::result(JSONValue::object(
+            {{u"type"_s, u"tab_created"_s}, {u"tab"_s, tab}, {u"root_pane"_s, pane}}));
+    });
+    server.setHandler(u"tab.close"_s, [this](const FakeRequest& r) {
+        const QString id = memberString(r.params, u"tab_id");
+        std::vector<QString> closing;
+        {
+            std::lock_guard lock(m_mutex);
+            const auto before = m_tabs.size();
+            std::erase_if(m_tabs, [&](const JSONValue& t) { return memberString(t, u"tab_id") == id; });
+            if (before == m_tabs.size())
+                return FakeReply::error(u"tab_not_found"_s, u"tab %1 not found"_s.arg(id));
+            for (const auto& p : m_panes) {
+                if (memberString(p.record, u"tab_id") == id)
+                    closing.push_back(memberString(p.record, u"pane_id"));
+            }
+        }
+        for (const auto& pane : closing)
+            removePane(pane);
+        return FakeReply::ok();
+    });
+    std::vector<JSONValue> replay;
+    {
+        std::lock_guard lock(m_mutex);
+        replay = m_replayEvents;
+    }
+    for (const auto& e : replay)
+        server.publish(memberString(e, u"event"), e.member(u"data") ? *e.member(u"data") : JSONValue());
+}
+
+const FakeScenario::Pane* FakeScenario::find(const QString& paneID) const
+{
+    for (const auto& p : m_panes) {
+        if (memberString(p.record, u"pane_id") == paneID)
+            return &p;
+    }
+    return nullptr;
+}
+
+FakeScenario::Pane* FakeScenario::find(const QString& paneID)
+{
+    return const_cast<Pane*>(std::as_const(*this).find(paneID));
+}
+
+bool FakeScenario::hasPane(const QString& paneID) const
+{
+    std::lock_guard lock(m_mutex);
+    return find(paneID) != nullptr;
+}
+
+std::vector<QString> FakeScenario::paneIDs() const
+{
+    std::lock_guard lock(m_mutex);
+    std::vector<QString> ids;
+    for (const auto& p : m_panes)
+        ids.push_back(memberString(p.record, u"pane_id"));
+    return ids;
+}
+
+JSONValue FakeScenario::snapshotJSON() const
+{
+    std::lock_guard lock(m_mutex);
+    JSONValue::Object snapshot = *m_header.objectValue();
+    JSONValue::Array panes;
+    JSONValue::Array agents;
+    for (const auto& p : m_panes) {
+        panes.push_back(p.record);
+        if (p.record.member(u"agent")) {
+            JSONValue::Object agent;
+            for (const auto* key : {u"terminal_id", u"pane_id", u"tab_id", u"workspace_id", u"agent",
+                                    u"agent_status", u"focused", u"cwd", u"revision", u"title"}) {
+                if (const JSONValue* v = p.record.member(QStringView(key)))
+                    agent.emplace(QString::fromUtf16(key), *v);
+            }
+            agents.push_back(JSONValue(std::move(agent)));
+        }
+    }
+    snapshot[u"workspaces"_s] = JSONValue(JSONValue::Array(m_workspaces.begin(), m_workspaces.end()));
+    snapshot[u"tabs"_s] = JSONValue(JSONValue::Array(m_tabs.begin(), m_tabs.end()));
+    snapshot[u"panes"_s] = JSONValue(std::move(panes));
+    snapshot[u"agents"_s] = JSONValue(std::move(agents));
+    snapshot[u"layouts"_s] = JSONValue(JSONValue::Array{});
+    return JSONValue(std::move(snapshot));
+}
+
+FakeReply FakeScenario::read(const JSONValue& params) const
+{
+    const QString id = memberString(params, u"pane_id");
+    const QString source = memberString(params, u"source");
+    const QString format = memberString(params, u"format").isEmpty() ? u"text"_s
+                                                                     : memberString(params, u"format");
+    std::lock_guard lock(m_mutex);
+    const Pane* pane = find(id);
+    if (!pane)
+        return paneNotFound(id);
+    QString text;
+    if (source == u"visible")
+        text = format == u"ansi" ? pane->screen.visible : stripColour(pane->screen.visible);
+    else if (source == u"detection")
+        text = pane->screen.detection.value_or(stripColour(pane->screen.visible));
+    else if (source == u"recent" || source == u"recent_unwrapped")
+        text = pane->screen.recent.value_or(stripColour(pane->screen.visible));
+    else
+        return FakeReply::error(u"invalid_request"_s, u"invalid request: unknown variant `%1`"_s.arg(source));
+    bool truncated = false;
+    if (const JSONValue* lines = params.member(u"lines"); lines && lines->intValue()) {
+        const QString cut = lastLines(text, std::min<qint64>(*lines->intValue(), 1000));
+        truncated = cut.size() != text.size();
+        text = cut;
+    }
+    return FakeReply::result(JSONValue::object(
+        {{u"type"_s, u"pane_read"_s},
+         {u"read"_s, JSONValue::object({{u"pane_id"_s, id},
+                                        {u"workspace_id"_s, memberString(pane->record, u"workspace_id")},
+                                        {u"tab_id"_s, memberString(pane->record, u"tab_id")},
+                                        {u"source"_s, source},
+                                        {u"format"_s, source == u"detection" ? u"text"_s : format},
+                                        {u"text"_s, text},
+                                        {u"revision"_s, 0},
+                                        {u"truncated"_s, truncated}})}}));
+}
+
+FakeReply FakeScenario::paneGet(const JSONValue& params) const
+{
+    const QString id = memberString(params, u"pane_id");
+    std::lock_guard lock(m_mutex);
+    const Pane* pane = find(id);
+    if (!pane)
+        return paneNotFound(id);
+    return FakeReply::result(JSONValue::object({{u"type"_s, u"pane_info"_s}, {u"pane"_s, pane->record}}));
+}
+
+void FakeScenario::publish(const QString& event, const JSONValue& data)
+{
+    FakeHerdrServer* server = nullptr;
+    {
+        std::lock_guard lock(m_mutex);
+        server = m_server;
+    }
+    if (server)
+        server->publish(event, data);
+}
+
+JSONValue FakeScenario::statusEventData(const JSONValue& record)
+{
+    JSONValue::Object data;
+    for (const auto* key : {u"pane_id", u"workspace_id", u"agent_status", u"agent", u"title",
+                            u"display_agent"}) {
+        if (const JSONValue* v = record.member(QStringView(key)))
+            data.emplace(QString::fromUtf16(key), *v);
+    }
+    return JSONValue(std::move(data));
+}
+
+void FakeScenario::setPaneStatus(const QString& paneID, AgentStatus status)
+{
+    JSONValue record;
+    {
+        std::lock_guard lock(m_mutex);
+        Pane* pane = find(paneID);
+        if (!pane)
+            return;
+        pane->record = withMember(pane->record, u"agent_status"_s, toString(status));
+        record = pane->record;
+    }
+    // herdr sends status changes under the dotted name, to per-pane subscribers only.
+    publish(u"pane.agent_status_changed"_s, statusEventData(record));
+}
+
+void FakeScenario::setScreen(const QString& paneID, FakeScreen screen)
+{
+    std::lock_guard lock(m_mutex);
+    if (Pane* pane = find(paneID))
+        pane->screen = std::move(screen);
+}
+
+void FakeScenario::setPaneToken(const QString& paneID, const QString& name,
+                                const std::optional<QString>& value)
+{
+    JSONValue record;
+    {
+        std::lock_guard lock(m_mutex);
+        Pane* pane = find(paneID);
+        if (!pane)
+            return;
+        const JSONValue* tokens = pane->record.member(u"tokens");
+        JSONValue::Object map = tokens && tokens->objectValue() ? *tokens->objectValue() : JSONValue::Object{};
+        if (value)
+            map.insert_or_assign(name, *value);
+        else
+            map.erase(name);
+        pane->record = withMember(pane->record, u"tokens"_s, JSONValue(std::move(map)));
+        // A token change is the one thing besides the title that moves herdr's pane revision.
+        pane->record = withMember(pane->record, u"revision"_s,
+                                  pane->record.member(u"revision")->intValue().value_or(0) + 1);
+        record = pane->record;
+    }
+    publish(u"pane_updated"_s, JSONValue::object({{u"type"_s, u"pane_updated"_s}, {u"pane"_s, record}}));
+}
+
+void FakeScenario::addPane(const JSONValue& pane, FakeScreen screen)
+{
+    const JSONValue record = completePane(pane);
+    {
+        std::lock_guard lock(m_mutex);
+        if (find(memberString(record, u"pane_id")))
+            return;
+        m_panes.push_back(Pane{record, std::move(screen)});
+    }
+    publish(u"pane_created"_s, JSONValue::object({{u"type"_s, u"pane_created"_s}, {u"pane"_s, record}}));
+}
+
+void FakeScenario::removePane(const QString& paneID)
+{
+    QString workspace;
+    {
+        std::lock_guard lock(m_mutex);
+        const Pane* pane = find(paneID);
+        if (!pane)
+            return;
+        workspace = memberString(pane->record, u"workspace_id");
+        std::erase_if(m_panes, [&](const Pane& p) { return memberString(p.record, u"pane_id") == paneID; });
+    }
+    publish(u"pane_closed"_s, JSONValue::object({{u"type"_s, u"pane_closed"_s},
+                                                 {u"pane_id"_s, paneID},
+                                                 {u"workspace_id"_s, workspace}}));
+}
+
+void FakeScenario::transitionTo(const FakeScenario& next)
+{
+    std::vector<Pane> nextPanes;
+    {
+        std::scoped_lock lock(m_mutex, next.m_mutex);
+        m_header = next.m_header;
+        m_workspaces = next.m_workspaces;
+        m_tabs = next.m_tabs;
+        nextPanes = next.m_panes;
+    }
+    std::set<QString> nextIDs;
+    for (const auto& p : nextPanes)
+        nextIDs.insert(memberString(p.record, u"pane_id"));
+    for (const auto& id : paneIDs()) {
+        if (!nextIDs.contains(id))
+            removePane(id);
+    }
+    for (const auto& p : nextPanes) {
+        const QString id = memberString(p.record, u"pane_id");
+        QString previousStatus;
+        bool known = false;
+        {
+            std::lock_guard lock(m_mutex);
+            if (Pane* existing = find(id)) {
+                known = true;
+                previousStatus = memberString(existing->record, u"agent_status");
+                existing->record = p.record;
+                existing->screen = p.screen;
+            }
+        }
+        if (!known)
+            addPane(p.record, p.screen);
+        else if (previousStatus != memberString(p.record, u"agent_status"))
+            publish(u"pane.agent_status_changed"_s, statusEventData(p.record));
+    }
+}
+
+bool FakeScenario::isValidKey(const QString& key)
+{
+    static const QRegularExpression named(
+        u"^(enter|return|esc|escape|tab|space|backspace|bs|left|right|up|down|f([1-9][0-9]?|1[0-9][0-9]|2[0-4][0-9]|25[0-5])|minus|comma|period|slash|backslash|quote|double_quote|double-quote|semicolon|colon|percent|ampersand|backtick|plus)$"_s,
+        QRegularExpression::CaseInsensitiveOption);
+    static const QRegularExpression modifier(
+        u"^(ctrl|control|shift|alt|option|meta|cmd|command|super|hyper)$"_s,
+        QRegularExpression::CaseInsensitiveOption);
+    if (key == u"+")
+        return true;
+    if (key.size() == 3 && (key.startsWith(u"C-") || key.startsWith(u"c-")))
+        return true;
+    const QStringList parts = key.split(u'+');
+    for (qsizetype i = 0; i < parts.size(); ++i) {
+        const QString part = parts[i].trimmed();
+        const bool last = i + 1 == parts.size();
+        if (part.isEmpty())
+            return false;
+        if (!last) {
+            if (!modifier.match(part).hasMatch())
+                return false;
+            continue;
+        }
+        // One user-perceived character, or a named key.
+        if (named.match(part).hasMatch())
+            return true;
+        const bool single = part.size() == 1 || (part.size() == 2 && part[0].isHighSurrogate());
+        return single;
+    }
+    return false;
+}

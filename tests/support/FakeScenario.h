@@ -1,0 +1,86 @@
+#pragma once
+
+#include "HerdrClient/Wire/AgentStatus.h"
+#include "HerdrClient/Wire/JSONValue.h"
+#include "tests/support/FakeHerdrServer.h"
+
+#include <QString>
+
+#include <expected>
+#include <map>
+#include <mutex>
+#include <vector>
+
+// The screen texts a fake pane shows. `visible` may hold colour sequences; `detection` and
+// `recent` default to the visible text without them.
+struct FakeScreen {
+    QString visible;
+    std::optional<QString> detection;
+    std::optional<QString> recent;
+};
+
+// A herdr session for the fake server: workspaces, tabs, panes with their screens. It answers
+// the methods the program calls as herdr does, and tells subscribers what changes.
+//
+// Scenario file (JSON):
+//   {"version":"0.8.0","protocol":19,"focused_pane_id":"w1:p1",
+//    "workspaces":[{"workspace_id":"w1","label":"api"}],
+//    "tabs":[{"tab_id":"w1:t1","workspace_id":"w1","label":"agents"}],
+//    "panes":[{"pane_id":"w1:p1","workspace_id":"w1","tab_id":"w1:t1","agent":"claude",
+//              "agent_status":"blocked",
+//              "screen":{"visible":"...","detection":"...","recent":"..."},
+//              "screen_files":{"visible":"claude.ansi"}}],
+//    "replay_events":[{"event":"pane_created","data":{...}}]}
+// Pane records take herdr's keys; missing required ones are filled in. `screen_files` are read
+// relative to the scenario file and win over `screen`.
+class FakeScenario {
+public:
+    static std::expected<FakeScenario, QString> fromJSON(const JSONValue& scenario,
+                                                         const QString& baseDirectory = {});
+    static std::expected<FakeScenario, QString> load(const QString& path);
+
+    FakeScenario() = default;
+    FakeScenario(const FakeScenario& other);
+    FakeScenario& operator=(const FakeScenario& other);
+
+    // Answers ping, session.snapshot, pane.read, pane.get, pane.send_text, pane.send_keys, the
+    // focus methods, tab.create and tab.close on `server`, and publishes the replay events.
+    void install(FakeHerdrServer& server);
+
+    // Changes, each told to subscribers of `server` (when installed) as herdr tells them.
+    void setPaneStatus(const QString& paneID, AgentStatus status);
+    void setScreen(const QString& paneID, FakeScreen screen);
+    void setPaneToken(const QString& paneID, const QString& name, const std::optional<QString>& value);
+    void addPane(const JSONValue& pane, FakeScreen screen = {});
+    void removePane(const QString& paneID);
+    // Moves to `next`, publishing status events, creations and closings for what differs.
+    void transitionTo(const FakeScenario& next);
+
+    JSONValue snapshotJSON() const;
+    std::vector<QString> paneIDs() const;
+    bool hasPane(const QString& paneID) const;
+
+    // True for a key herdr's `pane.send_keys` accepts.
+    static bool isValidKey(const QString& key);
+
+private:
+    struct Pane {
+        JSONValue record;
+        FakeScreen screen;
+    };
+    FakeReply read(const JSONValue& params) const;
+    FakeReply paneGet(const JSONValue& params) const;
+    const Pane* find(const QString& paneID) const;
+    Pane* find(const QString& paneID);
+    void publish(const QString& event, const JSONValue& data);
+    static JSONValue statusEventData(const JSONValue& record);
+
+    mutable std::recursive_mutex m_mutex;
+    JSONValue m_header; // version, protocol, focus ids
+    std::vector<JSONValue> m_workspaces;
+    std::vector<JSONValue> m_tabs;
+    std::vector<Pane> m_panes;
+    std::vector<JSONValue> m_replayEvents;
+    FakeHerdrServer* m_server = nullptr;
+    int m_nextTab = 100;
+};

@@ -1,0 +1,94 @@
+// fake-herdr --socket PATH --scenario FILE
+// A herdr stand-in for people and end-to-end runs: serves a scenario file, and reloads it when it
+// changes, telling subscribers what changed as herdr would (status events, creations, closings).
+#include "tests/support/FakeHerdrServer.h"
+#include "tests/support/FakeScenario.h"
+
+#include <QCryptographicHash>
+#include <QFile>
+#include <QFileInfo>
+#include <QStringList>
+
+#include <atomic>
+#include <csignal>
+#include <cstdio>
+#include <thread>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+std::atomic<bool> stopRequested{false};
+
+void requestStop(int)
+{
+    stopRequested = true;
+}
+
+QByteArray fingerprint(const QString& path)
+{
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly))
+        return {};
+    return QCryptographicHash::hash(file.readAll(), QCryptographicHash::Sha256);
+}
+
+int usage()
+{
+    std::fputs("usage: fake-herdr --socket PATH --scenario FILE\n", stderr);
+    return 2;
+}
+} // namespace
+
+int main(int argc, char* argv[])
+{
+    QString socketPath;
+    QString scenarioPath;
+    for (int i = 1; i < argc; ++i) {
+        const QString arg = QString::fromLocal8Bit(argv[i]);
+        if (arg == u"--socket" && i + 1 < argc)
+            socketPath = QString::fromLocal8Bit(argv[++i]);
+        else if (arg == u"--scenario" && i + 1 < argc)
+            scenarioPath = QString::fromLocal8Bit(argv[++i]);
+        else
+            return usage();
+    }
+    if (socketPath.isEmpty() || scenarioPath.isEmpty())
+        return usage();
+
+    auto scenario = FakeScenario::load(scenarioPath);
+    if (!scenario) {
+        std::fprintf(stderr, "fake-herdr: %s\n", qPrintable(scenario.error()));
+        return 1;
+    }
+    FakeHerdrServer server(socketPath);
+    if (!server.start()) {
+        std::fprintf(stderr, "fake-herdr: couldn't listen at %s: %s\n", qPrintable(socketPath),
+                     qPrintable(server.lastError()));
+        return 1;
+    }
+    scenario->install(server);
+    std::signal(SIGINT, requestStop);
+    std::signal(SIGTERM, requestStop);
+    std::printf("fake-herdr listening at %s with %zu panes\n", qPrintable(socketPath),
+                scenario->paneIDs().size());
+    std::fflush(stdout);
+
+    QByteArray seen = fingerprint(scenarioPath);
+    while (!stopRequested) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(100));
+        const QByteArray now = fingerprint(scenarioPath);
+        if (now.isEmpty() || now == seen)
+            continue;
+        seen = now;
+        auto next = FakeScenario::load(scenarioPath);
+        if (!next) {
+            std::fprintf(stderr, "fake-herdr: keeping the last scenario: %s\n", qPrintable(next.error()));
+            continue;
+        }
+        scenario->transitionTo(*next);
+        std::printf("fake-herdr: reloaded %s\n", qPrintable(scenarioPath));
+        std::fflush(stdout);
+    }
+    server.stop();
+    return 0;
+}
