@@ -1,0 +1,129 @@
+// The two executables as a person runs them, against a fake herdr on a real socket.
+#include "HerdrClient/Wire/JSONValue.h"
+#include "tests/support/FakeHerdrServer.h"
+#include "tests/support/FakeScenario.h"
+
+#include <QProcess>
+#include <QProcessEnvironment>
+
+#include <gtest/gtest.h>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+struct ProcessRun {
+    int status = -1;
+    QString out;
+    QString err;
+};
+
+ProcessRun run(const QString& program, const QStringList& arguments, const QString& socket = {})
+{
+    QProcess process;
+    auto environment = QProcessEnvironment::systemEnvironment();
+    environment.remove(u"HERDR_SESSION"_s);
+    environment.insert(u"HERDR_SOCKET_PATH"_s, socket.isEmpty() ? u"/nonexistent/herdr.sock"_s : socket);
+    process.setProcessEnvironment(environment);
+    process.start(program, arguments);
+    EXPECT_TRUE(process.waitForFinished(30000)) << program.toStdString();
+    return {process.exitCode(), QString::fromUtf8(process.readAllStandardOutput()),
+            QString::fromUtf8(process.readAllStandardError())};
+}
+
+const QString orrelctl = QStringLiteral(ORRELCTL_PATH);
+const QString orrelSentry = QStringLiteral(ORREL_SENTRY_PATH);
+
+class CommandLineTest : public ::testing::Test {
+protected:
+    void SetUp() override
+    {
+        ASSERT_TRUE(server.start());
+        auto loaded = FakeScenario::fromJSON(*JSONValue::parse(R"({
+            "version":"0.8.0","protocol":19,"focused_pane_id":"w1:p1",
+            "workspaces":[{"workspace_id":"w1","label":"api"}],
+            "tabs":[{"tab_id":"w1:t1","workspace_id":"w1","label":"agents"}],
+            "panes":[{"pane_id":"w1:p1","tab_id":"w1:t1","agent":"claude","agent_status":"blocked","title":"Auth refactor"},
+                     {"pane_id":"w1:p2","tab_id":"w1:t1","agent_status":"unknown"}]})"));
+        ASSERT_TRUE(loaded);
+        scenario = *loaded;
+        scenario.install(server);
+    }
+
+    FakeHerdrServer server;
+    FakeScenario scenario;
+};
+
+TEST_F(CommandLineTest, SnapshotListsThePanesForPeopleAndAsJSONLines)
+{
+    const ProcessRun table = run(orrelctl, {u"snapshot"_s, u"--socket"_s, server.socketPath()});
+    EXPECT_EQ(table.status, 0) << table.err.toStdString();
+    EXPECT_TRUE(table.out.contains(u"w1:p1"_s) && table.out.contains(u"blocked"_s) &&
+                table.out.contains(u"agents (w1:t1)"_s))
+        << table.out.toStdString();
+
+    const ProcessRun json = run(orrelctl, {u"snapshot"_s, u"--json"_s, u"--socket"_s, server.socketPath()});
+    EXPECT_EQ(json.status, 0);
+    const QStringList lines = json.out.split(u'\n', Qt::SkipEmptyParts);
+    ASSERT_EQ(lines.size(), 1);
+    const auto value = JSONValue::parse(lines[0].toUtf8());
+    ASSERT_TRUE(value);
+    // Keys come out sorted, so the line is its own canonical form.
+    EXPECT_EQ(value->serialized(), lines[0].toUtf8());
+    EXPECT_EQ(value->member(u"panes")->element(0)->member(u"agent_status")->stringValue(), u"blocked"_s);
+    EXPECT_EQ(value->member(u"panes")->element(1)->member(u"agent"), nullptr);
+}
+
+TEST_F(CommandLineTest, TheProgramListsTheSessionAndExits)
+{
+    const ProcessRun listing = run(orrelSentry, {}, server.socketPath());
+    EXPECT_EQ(listing.status, 0) << listing.err.toStdString();
+    EXPECT_TRUE(listing.out.contains(u"Auth refactor"_s)) << listing.out.toStdString();
+}
+
+TEST(CommandLine, UnreachableHerdrIsSaidOnOneLine)
+{
+    const ProcessRun ping = run(orrelctl, {u"ping"_s});
+    EXPECT_EQ(ping.status, 1);
+    EXPECT_EQ(ping.err.count(u'\n'), 1);
+    EXPECT_TRUE(ping.err.startsWith(u"Couldn't reach herdr — is it running?"_s)) << ping.err.toStdString();
+    EXPECT_TRUE(ping.err.contains(u"/nonexistent/herdr.sock"_s));
+
+    const ProcessRun program = run(orrelSentry, {});
+    EXPECT_EQ(program.status, 1);
+    EXPECT_TRUE(program.err.contains(u"Couldn't reach herdr — is it running?"_s));
+    EXPECT_TRUE(program.err.contains(u"/nonexistent/herdr.sock"_s));
+}
+
+TEST(CommandLine, UsageErrorsExitWithTwo)
+{
+    for (const QStringList& arguments :
+         {QStringList{u"ping"_s, u"--bogus"_s}, QStringList{u"snapshot"_s, u"extra"_s},
+          QStringList{u"frobnicate"_s}, QStringList{}, QStringList{u"ping"_s, u"--socket"_s}}) {
+        const ProcessRun r = run(orrelctl, arguments);
+        EXPECT_EQ(r.status, 2) << arguments.join(u' ').toStdString();
+        EXPECT_FALSE(r.err.isEmpty());
+    }
+}
+
+TEST(CommandLine, BrokenRepliesFailWithOneClearLine)
+{
+    FakeHerdrServer server;
+    ASSERT_TRUE(server.start());
+    server.setHandler(u"session.snapshot"_s, [](const FakeRequest&) {
+        return FakeReply::result(*JSONValue::parse(
+            R"({"type":"session_snapshot","snapshot":{"panes":[{"pane_id":"w1:p1"}]}})"));
+    });
+    server.setHandler(u"ping"_s, [](const FakeRequest&) { return FakeReply::raw(R"({"id":"1","resu)"); });
+
+    const ProcessRun badPane = run(orrelctl, {u"snapshot"_s, u"--socket"_s, server.socketPath()});
+    EXPECT_EQ(badPane.status, 1);
+    EXPECT_EQ(badPane.err.count(u'\n'), 1);
+    EXPECT_TRUE(badPane.err.contains(u"terminal_id"_s)) << badPane.err.toStdString();
+
+    const ProcessRun cut = run(orrelctl, {u"ping"_s, u"--socket"_s, server.socketPath()});
+    EXPECT_EQ(cut.status, 1);
+    EXPECT_EQ(cut.err.count(u'\n'), 1) << cut.err.toStdString();
+}
+
+} // namespace
