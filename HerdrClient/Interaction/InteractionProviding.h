@@ -1,0 +1,57 @@
+#pragma once
+
+#include "HerdrClient/Interaction/PendingInteraction.h"
+#include "HerdrClient/Wire/HerdrError.h"
+
+#include <QCoroTask>
+#include <QString>
+
+#include <expected>
+#include <optional>
+#include <variant>
+
+// The screen reader's own failure: the pane's text could not be had.
+struct InteractionProviderError {
+    enum class Kind { unreadablePane };
+
+    Kind kind = Kind::unreadablePane;
+    QString paneID;
+
+    static InteractionProviderError unreadablePane(QString paneID)
+    {
+        return {Kind::unreadablePane, std::move(paneID)};
+    }
+
+    QString errorDescription() const;
+    bool operator==(const InteractionProviderError&) const = default;
+};
+
+// Why a prompt could not be read: the reader's own failure, or a failed herdr request passed on
+// as it came. Other readers add their own failure types here.
+struct InteractionReadFailure {
+    std::variant<InteractionProviderError, RequestFailure> error;
+
+    InteractionReadFailure(InteractionProviderError e) : error(std::move(e)) {}
+    InteractionReadFailure(RequestFailure e) : error(std::move(e)) {}
+
+    const InteractionProviderError* providerError() const
+    {
+        return std::get_if<InteractionProviderError>(&error);
+    }
+    const RequestFailure* requestFailure() const { return std::get_if<RequestFailure>(&error); }
+
+    QString errorDescription() const;
+    bool operator==(const InteractionReadFailure&) const = default;
+};
+
+using InteractionReadResult = std::expected<PendingInteraction, InteractionReadFailure>;
+
+// Anything that turns a pane into the prompt that waits in it.
+class InteractionProviding {
+public:
+    virtual ~InteractionProviding() = default;
+
+    virtual QCoro::Task<InteractionReadResult> interaction(QString paneID,
+                                                           std::optional<QString> agentID,
+                                                           std::optional<quint64> paneRevision) = 0;
+};

@@ -1,0 +1,27 @@
+#pragma once
+
+#include "HerdrClient/Interaction/InteractionProviding.h"
+#include "HerdrClient/Interaction/PromptClassifier.h"
+#include "HerdrClient/Wire/RequestSending.h"
+
+// Reads a pane twice through herdr and hands the texts to the classifier. The client must
+// outlive every read started here.
+class ScreenInteractionProvider final : public InteractionProviding {
+public:
+    ScreenInteractionProvider(RequestSending& client, PromptClassifier classifier);
+
+    // The detection read decides; the coloured visible read only adds the highlighted tab, and
+    // its failure costs nothing else.
+    QCoro::Task<InteractionReadResult> interaction(QString paneID, std::optional<QString> agentID,
+                                                   std::optional<quint64> paneRevision) override;
+
+    // The label of the highlighted wizard tab in a coloured screen, taken from the lowest tab
+    // row that has one.
+    static std::optional<QString> currentTabLabel(const QString& ansiText);
+
+    const PromptClassifier& classifier() const { return m_classifier; }
+
+private:
+    RequestSending& m_client;
+    PromptClassifier m_classifier;
+};
