@@ -1,6 +1,7 @@
 #include "HerdrClient/Interaction/ScreenAdapterRegistry.h"
 
 #include "HerdrClient/Adapters/ClaudeScreenAdapter.h"
+#include "HerdrClient/Adapters/CodexScreenAdapter.h"
 #include "HerdrClient/Adapters/PiScreenAdapter.h"
 #include "HerdrClient/Interaction/GenericScreenAdapter.h"
 
@@ -20,7 +21,8 @@ ScreenAdapterRegistry::ScreenAdapterRegistry(
 ScreenAdapterRegistry ScreenAdapterRegistry::standard()
 {
     return ScreenAdapterRegistry(
-        {std::make_shared<ClaudeScreenAdapter>(), std::make_shared<PiScreenAdapter>()},
+        {std::make_shared<ClaudeScreenAdapter>(), std::make_shared<CodexScreenAdapter>(),
+         std::make_shared<PiScreenAdapter>()},
         std::make_shared<GenericScreenAdapter>());
 }
 
