@@ -1,5 +1,6 @@
 // classify and read: what the program makes of a pane's prompt, from saved text or live.
 #include "tools/orrelctl/Command.h"
+#include "tools/orrelctl/InteractionPrinting.h"
 
 #include "HerdrClient/Interaction/ScreenInteractionProvider.h"
 #include "HerdrClient/Wire/PaneInfo.h"
@@ -136,6 +137,8 @@ QString rendering(const PendingInteraction& interaction)
     return out.join(u'\n');
 }
 
+} // namespace
+
 void printInteraction(const CommandContext& context, const QCommandLineParser& parser,
                       const PendingInteraction& interaction)
 {
@@ -144,6 +147,8 @@ void printInteraction(const CommandContext& context, const QCommandLineParser& p
     else
         context.print(rendering(interaction));
 }
+
+namespace {
 
 QCoro::Task<int> runClassify(CommandContext context)
 {
