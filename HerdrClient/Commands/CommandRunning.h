@@ -11,7 +11,8 @@
 using CommandResult = std::expected<CommandOutput, CommandFailure>;
 
 // Runs an outside command to its end and collects what it printed. Blocks the calling thread:
-// call it from a worker, never from the main thread.
+// call it from a worker, never from the main thread. Implementations override the three-argument
+// `run` and add `using CommandRunning::run;` to keep the short form visible.
 class CommandRunning {
 public:
     virtual ~CommandRunning() = default;

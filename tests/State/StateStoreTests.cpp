@@ -273,6 +273,18 @@ TEST_F(StateStoreTest, ReconcileReportsPassagesOnceAndCountsOneRevision)
     store.reconcile(makeSnapshot({makePane(u"a"_s, AgentStatus::idle),
                                   makePane(u"w"_s, AgentStatus::done)}, u"a"_s));
     EXPECT_TRUE(store.finishedUnseen().contains(u"a"_s));
+
+    // Tabs and workspaces alone count as a change too, once.
+    Snapshot renamed = makeSnapshot({makePane(u"a"_s, AgentStatus::idle),
+                                     makePane(u"w"_s, AgentStatus::done)}, u"a"_s);
+    renamed.tabs = {TabInfo{u"w1:t1"_s, u"w1"_s, 1, u"renamed"_s, {}, {}, {}}};
+    renamed.workspaces = {WorkspaceInfo{u"w1"_s, 1, u"api"_s, {}, {}, {}, {}, {}, {}}};
+    const qint64 before = store.revision();
+    result = store.reconcileTransitions(renamed);
+    EXPECT_EQ(store.revision(), before + 1);
+    EXPECT_EQ(result, StateTransitionResult{});
+    EXPECT_EQ(store.tabs().at(u"w1:t1"_s).label, u"renamed"_s);
+    EXPECT_EQ(store.workspaces().at(u"w1"_s).label, u"api"_s);
 }
 
 TEST_F(StateStoreTest, ReplayedCreationDoesNotOverwriteALivePane)
