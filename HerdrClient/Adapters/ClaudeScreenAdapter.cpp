@@ -92,20 +92,6 @@ PendingInteraction ClaudeScreenAdapter::parse(const ScreenAdapterInput& input) c
     if (isApproval)
         interaction.capabilities.insert(InteractionCapability::approve);
 
-    const auto questions = std::count_if(steps.begin(), steps.end(),
-                                         [](const ParsedTerminalStep& s) { return !s.isSubmit; });
-    if (questions > 0) {
-        InteractionProgress progress;
-        progress.total = questions;
-        progress.unanswered = std::count_if(steps.begin(), steps.end(), [](const ParsedTerminalStep& s) {
-            return !s.isSubmit && !s.isAnswered;
-        });
-        if (isReview)
-            progress.current = questions;
-        else if (currentIndex)
-            progress.current = *currentIndex + 1;
-        interaction.progress = progress;
-    }
 
     interaction.paneID = input.paneID;
     interaction.title = title;
@@ -135,17 +121,11 @@ PendingInteraction ClaudeScreenAdapter::parse(const ScreenAdapterInput& input) c
     }
     for (const auto& step : steps)
         interaction.steps.push_back(InteractionStep{step.label, step.isAnswered, step.isSubmit});
+    interaction.progress = InteractionProgress::ofWizard(interaction.steps, currentIndex, isReview);
     interaction.presentation.activeStepIndex = currentIndex;
     interaction.presentation.selectedChoicePreview = PromptClassifier::selectedChoicePreview(*region);
 
-    interaction.evidence = InteractionEvidence{
-        .source = InteractionSourceKind::screen,
-        .providerID = adapterID(),
-        .agentID = input.agentID,
-        .paneRevision = GenericScreenAdapter::evidenceRevision(input.paneRevision),
-        .confidence = InteractionConfidence::exact,
-        .capturedText = text,
-    };
+    interaction.evidence = input.evidence(adapterID(), InteractionConfidence::exact, text);
     if (auto diff = parseDiffEvidence(*region))
         interaction.contentEvidence = std::move(*diff);
     interaction.safetyState = InteractionSafetyState::fresh;

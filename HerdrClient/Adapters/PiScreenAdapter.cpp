@@ -113,19 +113,7 @@ PendingInteraction PiScreenAdapter::parse(const ScreenAdapterInput& input) const
     if (picker->steps.size() >= 2)
         interaction.capabilities.insert(InteractionCapability::navigateSteps);
 
-    const auto questions = std::count_if(picker->steps.begin(), picker->steps.end(),
-                                         [](const InteractionStep& s) { return !s.isSubmit; });
-    if (questions > 0) {
-        InteractionProgress progress;
-        progress.total = questions;
-        progress.unanswered = std::count_if(picker->steps.begin(), picker->steps.end(),
-                                            [](const InteractionStep& s) { return !s.isSubmit && !s.isAnswered; });
-        if (picker->isReview)
-            progress.current = questions;
-        else if (picker->activeStep)
-            progress.current = *picker->activeStep + 1;
-        interaction.progress = progress;
-    }
+    interaction.progress = InteractionProgress::ofWizard(picker->steps, picker->activeStep, picker->isReview);
 
     for (const auto& option : picker->options) {
         InteractionChoice choice;
@@ -146,14 +134,7 @@ PendingInteraction PiScreenAdapter::parse(const ScreenAdapterInput& input) const
     // Without a visible cursor there is no known place to move the arrows from.
     interaction.presentation.mechanism =
         picker->cursor ? InteractionMechanism::arrowNavigate : InteractionMechanism::ambiguous;
-    interaction.evidence = InteractionEvidence{
-        .source = InteractionSourceKind::screen,
-        .providerID = adapterID(),
-        .agentID = input.agentID,
-        .paneRevision = GenericScreenAdapter::evidenceRevision(input.paneRevision),
-        .confidence = InteractionConfidence::exact,
-        .capturedText = picker->block,
-    };
+    interaction.evidence = input.evidence(adapterID(), InteractionConfidence::exact, picker->block);
     interaction.userPromptContext = picker->lastWork;
     interaction.safetyState = InteractionSafetyState::fresh;
     return interaction;

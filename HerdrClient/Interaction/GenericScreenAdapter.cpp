@@ -2,7 +2,6 @@
 
 #include "HerdrClient/Interaction/ScreenText.h"
 
-#include <limits>
 
 QString GenericScreenAdapter::adapterID() const { return genericID.toString(); }
 
@@ -15,9 +14,9 @@ PendingInteraction GenericScreenAdapter::parse(const ScreenAdapterInput& input) 
 
 std::optional<qint64> GenericScreenAdapter::evidenceRevision(const std::optional<quint64>& revision)
 {
-    if (!revision || *revision > quint64(std::numeric_limits<qint64>::max()))
-        return std::nullopt;
-    return qint64(*revision);
+    ScreenAdapterInput input;
+    input.paneRevision = revision;
+    return input.evidence({}, InteractionConfidence::fallback, {}).paneRevision;
 }
 
 PendingInteraction GenericScreenAdapter::reading(const ScreenAdapterInput& input,
@@ -30,14 +29,7 @@ PendingInteraction GenericScreenAdapter::reading(const ScreenAdapterInput& input
     interaction.body = text;
     interaction.presentation.mechanism = InteractionMechanism::manual;
     interaction.capabilities = {InteractionCapability::manualTerminal};
-    interaction.evidence = InteractionEvidence{
-        .source = InteractionSourceKind::screen,
-        .providerID = providerID,
-        .agentID = input.agentID,
-        .paneRevision = evidenceRevision(input.paneRevision),
-        .confidence = InteractionConfidence::fallback,
-        .capturedText = text,
-    };
+    interaction.evidence = input.evidence(providerID, InteractionConfidence::fallback, text);
     interaction.safetyState = InteractionSafetyState::fresh;
     return interaction;
 }

@@ -35,6 +35,12 @@ struct InteractionProgress {
     std::optional<qint64> total;
     std::optional<qint64> unanswered;
 
+    // A wizard's place from its tabs: the questions are the tabs other than Submit; on the review
+    // the place is the last question. Nothing without questions.
+    static std::optional<InteractionProgress> ofWizard(const std::vector<InteractionStep>& steps,
+                                                       std::optional<qint64> activeStep,
+                                                       bool isReview);
+
     bool operator==(const InteractionProgress&) const = default;
 };
 

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "HerdrClient/Interaction/InteractionParts.h"
+
 #include <QString>
 
 #include <optional>
@@ -13,6 +15,11 @@ struct ScreenAdapterInput {
     std::optional<QString> visibleANSIText;
     std::optional<quint64> paneRevision;
     std::optional<QString> currentTabLabel;
+
+    // Where a reading of this input came from: a screen, this pane's agent and revision (absent
+    // when the revision does not fit a signed 64-bit integer).
+    InteractionEvidence evidence(const QString& providerID, InteractionConfidence confidence,
+                                 const QString& capturedText) const;
 
     bool operator==(const ScreenAdapterInput&) const = default;
 };
