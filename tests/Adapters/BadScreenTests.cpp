@@ -114,6 +114,8 @@ TEST(BadScreens, PromptsCutByTheScreenEdge)
         {"claude options from 2 on", u"claude"_s, u"Do you want to proceed?\n  2. Yes, always\n  3. No\nEsc to cancel"_s},
         {"pi without footer", u"pi"_s, rule + u"\n Which?\n❯ 1. A\n  2. B\n"_s + rule},
         {"pi without top rule", u"pi"_s, u" Which?\n❯ 1. A\n  2. B\n"_s + rule + u"\n Enter to select"_s},
+        {"pi without rows", u"pi"_s, rule + u"\n Only a question?\n"_s + rule + u"\n Enter to select"_s},
+        {"pi with short rules", u"pi"_s, u"─────────\n Q?\n❯ 1. A\n─────────\n Enter to select"_s},
     };
     for (const auto& [name, agent, text] : cases)
         EXPECT_EQ(classify(agent, text).kind, InteractionKind::unknown) << name;

@@ -130,22 +130,6 @@ TEST(ClaudeScreenAdapter, DiffLinePattern)
         EXPECT_EQ(ClaudeScreenAdapter::parseDiffLine(line), expected) << line.toStdString();
 }
 
-TEST(ClaudeScreenAdapter, GivesUpWithoutRegionMarkerOrOptions)
-{
-    const std::vector<std::pair<const char*, QString>> cases = {
-        {"numbered lines without a marker", u"Plan\n1. Build\n2. Ship"_s},
-        {"no title above the options", u"❯ 1. Yes\n2. No\nEsc to cancel"_s},
-        {"no option numbered 1", u"Do you want to proceed?\n2. Yes\n3. No"_s},
-        {"empty screen", u""_s},
-    };
-    for (const auto& [name, text] : cases) {
-        const auto reading = read(text);
-        EXPECT_EQ(reading.kind, InteractionKind::unknown) << name;
-        EXPECT_EQ(reading.evidence.providerID, u"generic-screen"_s) << name;
-        EXPECT_EQ(reading.body, text) << name;
-    }
-}
-
 TEST(ClaudeRealScreens, ReadAsClaudeDrewThem)
 {
     const auto edit = ClaudeScreenAdapter().parse(inputFor(u"claude"_s, loadScreenSource(u"claude-real-approval-edit-diff"_s)));

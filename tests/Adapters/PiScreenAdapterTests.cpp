@@ -121,18 +121,3 @@ TEST(PiScreenAdapter, MeaningfulWork)
     EXPECT_EQ(PiScreenAdapter::lastWork(wrapped, 4), u"Moved the cache into the store."_s);
 }
 
-TEST(PiScreenAdapter, GivesUpOnScreensItCannotDrive)
-{
-    const std::vector<std::pair<const char*, QString>> cases = {
-        {"multi-select", picker({u" Q?"_s, u"❯ 1. A"_s, u"  2. B"_s}, u" Enter to select · Space to toggle"_s)},
-        {"one rule", u"Q?\n"_s + rule + u"\n❯ 1. A\n  2. B\n Enter to select"_s},
-        {"no footer", u""_s + rule + u"\nQ?\n❯ 1. A\n"_s + rule + u"\n"_s},
-        {"no rows", picker({u" Only a question?"_s})},
-        {"short rules", u"─────────\nQ?\n❯ 1. A\n─────────\n Enter to select"_s},
-    };
-    for (const auto& [name, text] : cases) {
-        const auto reading = read(text);
-        EXPECT_EQ(reading.kind, InteractionKind::unknown) << name;
-        EXPECT_EQ(reading.evidence.providerID, u"generic-screen"_s) << name;
-    }
-}

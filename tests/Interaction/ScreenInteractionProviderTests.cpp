@@ -1,8 +1,5 @@
 #include "HerdrClient/Interaction/GenericScreenAdapter.h"
 #include "HerdrClient/Interaction/ScreenInteractionProvider.h"
-#include "HerdrClient/Wire/HerdrClient.h"
-#include "tests/support/FakeHerdrServer.h"
-#include "tests/support/FakeScenario.h"
 #include "tests/support/TestSupport.h"
 
 #include <gtest/gtest.h>
@@ -121,26 +118,3 @@ TEST(ScreenInteractionProvider, CurrentTabLabelComesFromTheLowestHighlightedTabR
     EXPECT_EQ(ScreenInteractionProvider::currentTabLabel(plainRow), std::nullopt);
 }
 
-TEST(ScreenInteractionProvider, ReadsThroughARealSocket)
-{
-    FakeHerdrServer server;
-    ASSERT_TRUE(server.start()) << server.lastError().toStdString();
-    auto scenario = FakeScenario::fromJSON(*JSONValue::parse(
-        R"({"panes":[{"pane_id":"w1:p1","workspace_id":"w1","tab_id":"w1:t1","agent":"claude",
-            "screen":{"visible":"\u001b[1mhello\u001b[0m\n"}}]})"));
-    ASSERT_TRUE(scenario);
-    scenario->install(server);
-    HerdrClient client(HerdrEndpoint::unixSocket(server.socketPath()), 5.0);
-    ScreenInteractionProvider provider(client, genericClassifier());
-    const auto result = runTask(provider.interaction(u"w1:p1"_s, u"claude"_s, std::nullopt));
-    ASSERT_TRUE(result);
-    EXPECT_EQ(result->body, u"hello\n"_s);
-    const auto reads = server.requestsFor(u"pane.read"_s);
-    ASSERT_EQ(reads.size(), 2u);
-    EXPECT_EQ(reads[1].params.member(u"format")->stringValue(), u"ansi"_s);
-
-    const auto missing = runTask(provider.interaction(u"w1:p9"_s, u"claude"_s, std::nullopt));
-    ASSERT_FALSE(missing);
-    ASSERT_TRUE(missing.error().requestFailure());
-    EXPECT_EQ(missing.error().requestFailure()->herdrError()->code, u"pane_not_found"_s);
-}
