@@ -1,75 +1,61 @@
 #include "HerdrClient/Attention/HardFloorVerdict.h"
 
+#include <array>
+
 using namespace Qt::StringLiterals;
 
 using Category = HardFloorVerdict::Category;
 
+namespace {
+
+struct CategoryTexts {
+    Category category;
+    QStringView value;
+    QStringView title;
+    QStringView approveTitle;
+    QStringView actionWord;
+};
+
+constexpr std::array<CategoryTexts, 4> categoryTexts{{
+    {Category::production, u"production", u"Production", u"Approve production deploy", u"prod"},
+    {Category::money, u"money", u"Money", u"Approve live charge", u"live"},
+    {Category::destructive, u"destructive", u"Destructive", u"Approve destructive change",
+     u"delete"},
+    {Category::security, u"security", u"Security", u"Approve security change", u"security"},
+}};
+
+const CategoryTexts& textsOf(Category category)
+{
+    return categoryTexts[std::size_t(category)];
+}
+
+} // namespace
+
 QString toString(Category category)
 {
-    switch (category) {
-    case Category::production:
-        return u"production"_s;
-    case Category::money:
-        return u"money"_s;
-    case Category::destructive:
-        return u"destructive"_s;
-    case Category::security:
-        return u"security"_s;
-    }
-    return {};
+    return textsOf(category).value.toString();
 }
 
 std::optional<Category> hardFloorCategoryFromString(QStringView text)
 {
-    for (const auto category :
-         {Category::production, Category::money, Category::destructive, Category::security}) {
-        if (text == toString(category))
-            return category;
+    for (const auto& texts : categoryTexts) {
+        if (text == texts.value)
+            return texts.category;
     }
     return std::nullopt;
 }
 
 QString title(Category category)
 {
-    switch (category) {
-    case Category::production:
-        return u"Production"_s;
-    case Category::money:
-        return u"Money"_s;
-    case Category::destructive:
-        return u"Destructive"_s;
-    case Category::security:
-        return u"Security"_s;
-    }
-    return {};
+    return textsOf(category).title.toString();
 }
 
 QString approveTitle(Category category)
 {
-    switch (category) {
-    case Category::production:
-        return u"Approve production deploy"_s;
-    case Category::money:
-        return u"Approve live charge"_s;
-    case Category::destructive:
-        return u"Approve destructive change"_s;
-    case Category::security:
-        return u"Approve security change"_s;
-    }
-    return {};
+    return textsOf(category).approveTitle.toString();
 }
 
 QString actionWord(Category category)
 {
-    switch (category) {
-    case Category::production:
-        return u"prod"_s;
-    case Category::money:
-        return u"live"_s;
-    case Category::destructive:
-        return u"delete"_s;
-    case Category::security:
-        return u"security"_s;
-    }
-    return {};
+    return textsOf(category).actionWord.toString();
 }

@@ -162,3 +162,13 @@ TEST(HardFloor, GathersTextsOfInteractionAndSignal)
     EXPECT_EQ(verdict->category, Category::destructive);
     EXPECT_EQ(verdict->evidence, u"May I deploy?"_s);
 }
+
+TEST(HardFloorVerdict, CategoryTextsBelongToTheirCategory)
+{
+    for (const auto category :
+         {Category::production, Category::money, Category::destructive, Category::security})
+        EXPECT_EQ(hardFloorCategoryFromString(toString(category)), category);
+    EXPECT_EQ(approveTitle(Category::money), u"Approve live charge"_s);
+    EXPECT_EQ(actionWord(Category::destructive), u"delete"_s);
+    EXPECT_EQ(hardFloorCategoryFromString(u"Production"), std::nullopt);
+}
