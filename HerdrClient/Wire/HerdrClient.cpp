@@ -89,3 +89,10 @@ QCoro::Task<bool> HerdrClient::ping()
     const auto result = co_await request(u"ping"_s, JSONValue(JSONValue::Object{}));
     co_return result.has_value();
 }
+
+std::unique_ptr<EventStream> HerdrClient::events(SubscriptionsFunction subscriptions,
+                                                 BackoffPolicy backoff,
+                                                 EventStreamOptions options) const
+{
+    return EventStream::open(m_endpoint, std::move(subscriptions), backoff, std::move(options));
+}

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "HerdrClient/Support/Environment.h"
+#include "HerdrClient/Wire/EventStream.h"
 #include "HerdrClient/Wire/HerdrEndpoint.h"
 #include "HerdrClient/Wire/RequestSending.h"
 
@@ -27,6 +28,11 @@ public:
 
     // True when herdr answers `ping`; never fails.
     QCoro::Task<bool> ping();
+
+    // herdr's pushed events, on a connection of their own that comes back after failures.
+    std::unique_ptr<EventStream> events(
+        SubscriptionsFunction subscriptions, BackoffPolicy backoff,
+        EventStreamOptions options = EventStreamOptions::fromEnvironment(processEnvironment())) const;
 
     // The exact bytes of a request frame, without the newline.
     static QByteArray requestFrame(const QString& id, const QString& method, const JSONValue& params);

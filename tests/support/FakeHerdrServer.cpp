@@ -234,6 +234,18 @@ bool FakeHerdrServer::waitForSubscribers(std::size_t count, std::chrono::millise
     });
 }
 
+bool FakeHerdrServer::waitForSubscribersAtMost(std::size_t count,
+                                               std::chrono::milliseconds timeout) const
+{
+    std::unique_lock lock(m_mutex);
+    return m_changed.wait_for(lock, timeout, [&] {
+        std::size_t alive = 0;
+        for (const auto& s : m_subscribers)
+            alive += s->alive ? 1 : 0;
+        return alive <= count;
+    });
+}
+
 bool FakeHerdrServer::writeAll(int fd, const QByteArray& bytes)
 {
     qsizetype written = 0;
@@ -476,7 +488,10 @@ void FakeHerdrServer::serveSubscribe(int fd, const FakeRequest& request)
             continue;
         break;
     }
-    std::lock_guard lock(m_mutex);
-    subscriber->alive = false;
-    std::erase(m_subscribers, subscriber);
+    {
+        std::lock_guard lock(m_mutex);
+        subscriber->alive = false;
+        std::erase(m_subscribers, subscriber);
+    }
+    m_changed.notify_all();
 }

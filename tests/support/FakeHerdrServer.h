@@ -87,6 +87,8 @@ public:
     std::size_t subscriberCount() const;
     // Waits until at least `count` subscribers are connected, or the deadline passes.
     bool waitForSubscribers(std::size_t count, std::chrono::milliseconds timeout) const;
+    // Waits until at most `count` subscribers are connected, or the deadline passes.
+    bool waitForSubscribersAtMost(std::size_t count, std::chrono::milliseconds timeout) const;
     // Waits until at least `count` requests were logged, or the deadline passes.
     bool waitForRequests(std::size_t count, std::chrono::milliseconds timeout) const;
     // Existence check for per-pane subscriptions; unknown panes reject the subscribe as herdr does.
