@@ -17,7 +17,10 @@ struct SessionDescriptor {
         std::optional<QString> target; // present for a remote kind
 
         static Kind local(QString name) { return {std::move(name), std::nullopt}; }
-        static Kind remote(QString target, QString name) { return {std::move(name), std::move(target)}; }
+        static Kind remote(QString target, QString name)
+        {
+            return {std::move(name), std::move(target)};
+        }
 
         bool isRemote() const { return target.has_value(); }
         std::optional<QString> sshTarget() const { return target; }

@@ -46,7 +46,11 @@ QString quoted(const QByteArray& output)
 
 } // namespace
 
-const QString SessionDirectory::remoteListingCommand = uR"(for c in herdr "$HOME/.local/bin/herdr" /opt/homebrew/bin/herdr /usr/local/bin/herdr "$HOME/.cargo/bin/herdr" "$HOME/.nix-profile/bin/herdr"; do if command -v "$c" >/dev/null 2>&1; then exec "$c" session list --json; fi; done; echo "herdr not found on remote PATH" >&2; exit 127)"_s;
+const QString SessionDirectory::remoteListingCommand =
+    uR"(for c in herdr "$HOME/.local/bin/herdr" /opt/homebrew/bin/herdr /usr/local/bin/herdr )"
+    uR"("$HOME/.cargo/bin/herdr" "$HOME/.nix-profile/bin/herdr"; do if command -v "$c" )"
+    uR"(>/dev/null 2>&1; then exec "$c" session list --json; fi; done; )"
+    uR"(echo "herdr not found on remote PATH" >&2; exit 127)"_s;
 
 QString SessionDirectory::Failure::errorDescription() const
 {
@@ -141,7 +145,8 @@ SessionDirectory::Result SessionDirectory::decode(const CommandOutput& output,
         if (!entry.name || entry.name->isEmpty())
             continue;
         const QString& name = *entry.name;
-        const bool isDefault = entry.isDefault.value_or(name == SessionDescriptor::defaultSessionName);
+        const bool isDefault =
+            entry.isDefault.value_or(name == SessionDescriptor::defaultSessionName);
         const bool isRunning = entry.running.value_or(true);
 
         QString socketPath;

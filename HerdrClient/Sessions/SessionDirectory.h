@@ -27,10 +27,22 @@ public:
         QString text; // the command's name, the target, the message, or the output
         qint32 status = 0; // commandFailed
 
-        static Failure executableNotFound(QString name) { return {Kind::executableNotFound, std::move(name), 0}; }
-        static Failure invalidSSHTarget(QString target) { return {Kind::invalidSSHTarget, std::move(target), 0}; }
-        static Failure commandFailed(qint32 status, QString message) { return {Kind::commandFailed, std::move(message), status}; }
-        static Failure malformedOutput(QString text) { return {Kind::malformedOutput, std::move(text), 0}; }
+        static Failure executableNotFound(QString name)
+        {
+            return {Kind::executableNotFound, std::move(name), 0};
+        }
+        static Failure invalidSSHTarget(QString target)
+        {
+            return {Kind::invalidSSHTarget, std::move(target), 0};
+        }
+        static Failure commandFailed(qint32 status, QString message)
+        {
+            return {Kind::commandFailed, std::move(message), status};
+        }
+        static Failure malformedOutput(QString text)
+        {
+            return {Kind::malformedOutput, std::move(text), 0};
+        }
 
         QString errorDescription() const;
         bool operator==(const Failure&) const = default;

@@ -151,6 +151,9 @@ TEST(SSHTest, TargetsAndControlPaths)
     EXPECT_EQ(SSHMultiplexing::controlPath(u"box"_s),
               QDir(QDir::tempPath()).filePath(u"orrelsentry-ssh-26f8567f2569"_s));
     EXPECT_EQ(SSHMultiplexing::controlPath(u"ana@höst"_s).right(12), u"360aa32faf6a"_s);
+    EXPECT_EQ(
+        SessionDirectory::remoteListingCommand,
+        uR"(for c in herdr "$HOME/.local/bin/herdr" /opt/homebrew/bin/herdr /usr/local/bin/herdr "$HOME/.cargo/bin/herdr" "$HOME/.nix-profile/bin/herdr"; do if command -v "$c" >/dev/null 2>&1; then exec "$c" session list --json; fi; done; echo "herdr not found on remote PATH" >&2; exit 127)"_s);
 }
 
 // Fake herdr and ssh programs, written as shell scripts into a temporary folder.

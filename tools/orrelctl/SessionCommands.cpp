@@ -56,7 +56,8 @@ QCoro::Task<int> runSessions(CommandContext context)
     QFuture<SessionDirectory::Result> listing = QtConcurrent::run(&listSessions, directory, host);
     const SessionDirectory::Result result = co_await listing;
     if (!result) {
-        const bool badTarget = result.error().kind == SessionDirectory::Failure::Kind::invalidSSHTarget;
+        const bool badTarget =
+            result.error().kind == SessionDirectory::Failure::Kind::invalidSSHTarget;
         co_return context.fail(result.error().errorDescription(),
                                badTarget ? ExitStatus::usage : ExitStatus::failure);
     }
