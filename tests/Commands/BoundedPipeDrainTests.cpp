@@ -66,13 +66,4 @@ TEST(BoundedPipeDrainTest, FinishKeepsItsTimeoutWhileAGrandchildHoldsThePipe)
     ::kill(grandchild, SIGKILL);
 }
 
-TEST(BoundedPipeDrainTest, FinishWithoutStartReturnsAtOnce)
-{
-    int fds[2];
-    ASSERT_EQ(::pipe2(fds, O_CLOEXEC), 0);
-    BoundedPipeDrain drain(fds[0], 16);
-    EXPECT_TRUE(drain.finish(5).isEmpty());
-    ::close(fds[1]);
-}
-
 } // namespace

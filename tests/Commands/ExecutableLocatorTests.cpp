@@ -60,18 +60,6 @@ TEST(ExecutableLocatorTest, LocateByRule)
     }
 }
 
-TEST(ExecutableLocatorTest, ARepeatedFolderIsTriedOnce)
-{
-    std::vector<QString> tried;
-    const auto accepts = [&tried](const QString& path) {
-        tried.push_back(path);
-        return false;
-    };
-    ExecutableLocator::locate(u"herdr"_s, {{u"PATH"_s, u"/a:/a:/usr/bin"_s}}, accepts);
-    EXPECT_EQ(std::count(tried.begin(), tried.end(), u"/a/herdr"_s), 1);
-    EXPECT_EQ(std::count(tried.begin(), tried.end(), u"/usr/bin/herdr"_s), 1);
-}
-
 TEST(ExecutableLocatorTest, OnlyExecutableFilesCount)
 {
     QTemporaryDir root;
