@@ -177,7 +177,8 @@ std::optional<InteractionDiffEvidence> ClaudeScreenAdapter::parseDiffEvidence(co
 
 std::optional<InteractionDiffLine> ClaudeScreenAdapter::parseDiffLine(const QString& line)
 {
-    static const QRegularExpression row = ScreenText::pattern(u"^\\s*(\\d+)\\s+([+-]?)(.*)$"_s);
+    // One per thread: the readers run on any thread, and a compiled pattern is not shared.
+    thread_local const QRegularExpression row = ScreenText::pattern(u"^\\s*(\\d+)\\s+([+-]?)(.*)$"_s);
     if (!row.isValid())
         return std::nullopt;
     const auto match = row.match(line, 0, QRegularExpression::NormalMatch,

@@ -19,7 +19,7 @@ bool extendsPrevious(QStringView text, qsizetype position)
         return category == QChar::Mark_NonSpacing || category == QChar::Mark_SpacingCombining
             || category == QChar::Mark_Enclosing || (code >= 0x1F3FB && code <= 0x1F3FF);
     }
-    return c.isMark() || c == QChar(0x200D);
+    return c.isMark() || c == QChar(0x200C) || c == QChar(0x200D);
 }
 
 // Most screen text is plain: without marks, joiners, surrogates or a carriage return every
@@ -27,8 +27,9 @@ bool extendsPrevious(QStringView text, qsizetype position)
 bool isSimple(QStringView text)
 {
     for (const QChar c : text) {
-        if (c.isSurrogate() || c.isMark() || c == QChar(0x200D) || c == u'\r'
-            || (c.unicode() >= 0x1100 && c.unicode() <= 0x11FF))
+        const char16_t u = c.unicode();
+        if (c.isSurrogate() || c.isMark() || u == 0x200C || u == 0x200D || u == u'\r'
+            || (u >= 0x1100 && u <= 0x11FF) || u == 0xFF9E || u == 0xFF9F)
             return false;
     }
     return true;

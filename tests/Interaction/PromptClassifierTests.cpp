@@ -227,6 +227,7 @@ TEST(ScreenTextCharacters, CountGraphemesNotUnits)
 {
     EXPECT_EQ(ScreenText::characterCount(u"e\u0301👍x"), 3);
     EXPECT_EQ(ScreenText::characterCount(u"a🇩🇪"), 2);
+    EXPECT_EQ(ScreenText::characterCount(u"a\u200Cb\uFF76\uFF9E"), 3); // joiners and kana voicing extend
     EXPECT_EQ(ScreenText::positionOfCharacter(u"e\u0301ab", 1), 2);
     EXPECT_EQ(ScreenText::positionOfCharacter(u"ab", 5), 2);
     EXPECT_EQ(ScreenText::characterIndexAt(u"👍x", 2), 1);
