@@ -5,6 +5,7 @@
 #include <QFile>
 #include <QRegularExpression>
 
+#include <algorithm>
 #include <set>
 
 using namespace Qt::StringLiterals;
@@ -60,6 +61,37 @@ JSONValue completePane(JSONValue pane)
     fill(u"agent_status"_s, pane.member(u"agent") ? u"idle"_s : u"unknown"_s);
     fill(u"revision"_s, 0);
     return pane;
+}
+
+FakeScreen screenFromJSON(const JSONValue& screen)
+{
+    FakeScreen result;
+    result.visible = memberString(screen, u"visible");
+    if (screen.member(u"detection"))
+        result.detection = memberString(screen, u"detection");
+    if (screen.member(u"recent"))
+        result.recent = memberString(screen, u"recent");
+    return result;
+}
+
+std::expected<FakeReaction, QString> reactionFromJSON(const JSONValue& entry)
+{
+    FakeReaction reaction;
+    if (const JSONValue* keys = entry.member(u"keys")) {
+        auto decoded = JSONCoding<std::vector<QString>>::decode(*keys);
+        if (!decoded)
+            return std::unexpected(u"after_keys: keys must be a list of texts: %1"_s.arg(entry.description()));
+        reaction.keys = std::move(*decoded);
+    }
+    if (const JSONValue* text = entry.member(u"text"); text && text->stringValue())
+        reaction.text = *text->stringValue();
+    if (!reaction.keys == !reaction.text)
+        return std::unexpected(u"after_keys: each rule needs keys or text: %1"_s.arg(entry.description()));
+    if (const JSONValue* screen = entry.member(u"screen"))
+        reaction.screen = screenFromJSON(*screen);
+    if (entry.member(u"agent_status"))
+        reaction.status = agentStatusFromString(memberString(entry, u"agent_status"));
+    return reaction;
 }
 
 FakeReply paneNotFound(const QString& id)
@@ -130,13 +162,8 @@ std::expected<FakeScenario, QString> FakeScenario::fromJSON(const JSONValue& sce
             return std::unexpected(u"Every pane needs a pane_id: %1"_s.arg(entry.description()));
         Pane pane;
         JSONValue::Object record = *entry.objectValue();
-        if (const JSONValue* screen = entry.member(u"screen")) {
-            pane.screen.visible = memberString(*screen, u"visible");
-            if (screen->member(u"detection"))
-                pane.screen.detection = memberString(*screen, u"detection");
-            if (screen->member(u"recent"))
-                pane.screen.recent = memberString(*screen, u"recent");
-        }
+        if (const JSONValue* screen = entry.member(u"screen"))
+            pane.screen = screenFromJSON(*screen);
         if (const JSONValue* files = entry.member(u"screen_files"); files && files->objectValue()) {
             for (const auto& [name, value] : *files->objectValue()) {
                 const QString path = QDir(baseDirectory).filePath(value.stringValue().value_or(QString()));
@@ -152,8 +179,17 @@ std::expected<FakeScenario, QString> FakeScenario::fromJSON(const JSONValue& sce
                     pane.screen.recent = text;
             }
         }
+        if (const JSONValue* rules = entry.member(u"after_keys"); rules && rules->arrayValue()) {
+            for (const JSONValue& rule : *rules->arrayValue()) {
+                auto reaction = reactionFromJSON(rule);
+                if (!reaction)
+                    return std::unexpected(reaction.error());
+                pane.reactions.push_back(std::move(*reaction));
+            }
+        }
         record.erase(u"screen"_s);
         record.erase(u"screen_files"_s);
+        record.erase(u"after_keys"_s);
         pane.record = completePane(JSONValue(std::move(record)));
         result.m_panes.push_back(std::move(pane));
     }
@@ -208,6 +244,7 @@ void FakeScenario::install(FakeHerdrServer& server)
                                             u"unsupported key %1"_s.arg(key.stringValue().value_or(key.description())));
             }
         }
+        react(r);
         return FakeReply::ok();
     };
     server.setHandler(u"pane.send_keys"_s, sendHandler);
@@ -457,7 +494,7 @@ void FakeScenario::addPane(const JSONValue& pane, FakeScreen screen)
         std::lock_guard lock(m_mutex);
         if (find(memberString(record, u"pane_id")))
             return;
-        m_panes.push_back(Pane{record, std::move(screen)});
+        m_panes.push_back(Pane{record, std::move(screen), {}});
     }
     publish(u"pane_created"_s, JSONValue::object({{u"type"_s, u"pane_created"_s}, {u"pane"_s, record}}));
 }
@@ -506,6 +543,7 @@ void FakeScenario::transitionTo(const FakeScenario& next)
                 previousStatus = memberString(existing->record, u"agent_status");
                 existing->record = p.record;
                 existing->screen = p.screen;
+                existing->reactions = p.reactions;
             }
         }
         if (!known)
@@ -513,6 +551,42 @@ void FakeScenario::transitionTo(const FakeScenario& next)
         else if (previousStatus != memberString(p.record, u"agent_status"))
             publish(u"pane.agent_status_changed"_s, statusEventData(p.record));
     }
+}
+
+void FakeScenario::addReaction(const QString& paneID, FakeReaction reaction)
+{
+    std::lock_guard lock(m_mutex);
+    if (Pane* pane = find(paneID))
+        pane->reactions.push_back(std::move(reaction));
+}
+
+void FakeScenario::react(const FakeRequest& request)
+{
+    const QString id = memberString(request.params, u"pane_id");
+    std::optional<AgentStatus> status;
+    {
+        std::lock_guard lock(m_mutex);
+        Pane* pane = find(id);
+        if (!pane)
+            return;
+        std::optional<std::vector<QString>> keys;
+        if (const JSONValue* sent = request.params.member(u"keys")) {
+            if (auto decoded = JSONCoding<std::vector<QString>>::decode(*sent))
+                keys = std::move(*decoded);
+        }
+        const QString text = memberString(request.params, u"text");
+        const bool isKeys = request.method == u"pane.send_keys";
+        const auto rule = std::find_if(pane->reactions.begin(), pane->reactions.end(), [&](const FakeReaction& r) {
+            return isKeys ? (r.keys && keys && *r.keys == *keys) : (r.text && *r.text == text);
+        });
+        if (rule == pane->reactions.end())
+            return;
+        pane->screen = rule->screen;
+        status = rule->status;
+        pane->reactions.erase(rule);
+    }
+    if (status)
+        setPaneStatus(id, *status);
 }
 
 bool FakeScenario::isValidKey(const QString& key)

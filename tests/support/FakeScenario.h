@@ -19,6 +19,17 @@ struct FakeScreen {
     std::optional<QString> recent;
 };
 
+// How a fake pane answers a send, the way a terminal app redraws after a key: once a
+// `pane.send_keys` with exactly `keys` (or a `pane.send_text` with exactly `text`) has been
+// accepted, the pane shows `screen`, and takes `status` when one is given. Each rule fires once,
+// and only the first rule of the pane that matches.
+struct FakeReaction {
+    std::optional<std::vector<QString>> keys;
+    std::optional<QString> text;
+    FakeScreen screen;
+    std::optional<AgentStatus> status;
+};
+
 // A herdr session for the fake server: workspaces, tabs, panes with their screens. It answers
 // the methods the program calls as herdr does, and tells subscribers what changes.
 //
@@ -29,10 +40,13 @@ struct FakeScreen {
 //    "panes":[{"pane_id":"w1:p1","workspace_id":"w1","tab_id":"w1:t1","agent":"claude",
 //              "agent_status":"blocked",
 //              "screen":{"visible":"...","detection":"...","recent":"..."},
-//              "screen_files":{"visible":"claude.ansi"}}],
+//              "screen_files":{"visible":"claude.ansi"},
+//              "after_keys":[{"keys":["1","enter"],"screen":{"visible":"..."},"agent_status":"working"},
+//                            {"text":"hello","screen":{"visible":"..."}}]}],
 //    "replay_events":[{"event":"pane_created","data":{...}}]}
 // Pane records take herdr's keys; missing required ones are filled in. `screen_files` are read
-// relative to the scenario file and win over `screen`.
+// relative to the scenario file and win over `screen`. `after_keys` holds the pane's
+// reactions (see FakeReaction), in order.
 class FakeScenario {
 public:
     static std::expected<FakeScenario, QString> fromJSON(const JSONValue& scenario,
@@ -53,6 +67,8 @@ public:
     void setPaneToken(const QString& paneID, const QString& name, const std::optional<QString>& value);
     void addPane(const JSONValue& pane, FakeScreen screen = {});
     void removePane(const QString& paneID);
+    // Adds a rule behind the pane's others.
+    void addReaction(const QString& paneID, FakeReaction reaction);
     // Moves to `next`, publishing status events, creations and closings for what differs.
     void transitionTo(const FakeScenario& next);
 
@@ -67,7 +83,10 @@ private:
     struct Pane {
         JSONValue record;
         FakeScreen screen;
+        std::vector<FakeReaction> reactions;
     };
+    // Fires the first reaction of the pane that matches an accepted send.
+    void react(const FakeRequest& request);
     FakeReply read(const JSONValue& params) const;
     FakeReply paneGet(const JSONValue& params) const;
     const Pane* find(const QString& paneID) const;

@@ -1,0 +1,69 @@
+#pragma once
+
+#include "HerdrClient/Interaction/PendingInteraction.h"
+#include "HerdrClient/Responding/InteractionResponseIntent.h"
+
+#include <QString>
+
+#include <optional>
+
+// The responder's own refusals and give-ups. Each sentence ends with what did not happen.
+struct InteractionResponderError {
+    enum class Kind {
+        staleInteraction,
+        unsupportedIntent,
+        choiceCursorDidNotSettle,
+        submitConfirmationDidNotSettle,
+        // pane.send_text writes raw bytes: a newline would press Enter and an escape would start
+        // a key sequence, in the middle of the person's text.
+        controlCharactersInText
+    };
+
+    Kind kind = Kind::staleInteraction;
+    InteractionFingerprint expected;           // staleInteraction: what the person saw
+    std::optional<PendingInteraction> actual;  // staleInteraction: what the pane shows now
+    InteractionKind interactionKind = InteractionKind::unknown; // unsupportedIntent
+    InteractionResponseIntent intent;          // unsupportedIntent
+    qint64 targetIndex = 0;                    // choiceCursorDidNotSettle
+
+    static InteractionResponderError staleInteraction(InteractionFingerprint expected, PendingInteraction actual)
+    {
+        InteractionResponderError e;
+        e.expected = std::move(expected);
+        e.actual = std::move(actual);
+        return e;
+    }
+    static InteractionResponderError unsupportedIntent(InteractionKind kind, InteractionResponseIntent intent)
+    {
+        InteractionResponderError e;
+        e.kind = Kind::unsupportedIntent;
+        e.interactionKind = kind;
+        e.intent = std::move(intent);
+        return e;
+    }
+    static InteractionResponderError choiceCursorDidNotSettle(qint64 targetIndex)
+    {
+        InteractionResponderError e;
+        e.kind = Kind::choiceCursorDidNotSettle;
+        e.targetIndex = targetIndex;
+        return e;
+    }
+    static InteractionResponderError submitConfirmationDidNotSettle()
+    {
+        InteractionResponderError e;
+        e.kind = Kind::submitConfirmationDidNotSettle;
+        return e;
+    }
+
+    static InteractionResponderError controlCharactersInText()
+    {
+        InteractionResponderError e;
+        e.kind = Kind::controlCharactersInText;
+        return e;
+    }
+
+    QString errorDescription() const;
+    bool operator==(const InteractionResponderError&) const = default;
+};
+
+QString toString(InteractionResponderError::Kind kind);
