@@ -1,0 +1,449 @@
+#include "OrrelApp/Sessions/SessionRuntime.h"
+
+#include "HerdrClient/Wire/BackoffPolicy.h"
+#include "HerdrClient/Wire/SnapshotPollingPolicy.h"
+
+#include <QCoreApplication>
+#include <QTimer>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+// After a pass of the event task ends, so that a new list of panes takes effect.
+constexpr Seconds resubscribePause{0.5};
+
+JSONValue emptyParams()
+{
+    return JSONValue(JSONValue::Object{});
+}
+} // namespace
+
+struct SessionRuntime::PauseAwaiter {
+    SessionRuntime* runtime;
+    quint64 ticket;
+    Loop loop;
+
+    bool await_ready() const noexcept { return false; }
+    void await_suspend(std::coroutine_handle<> handle)
+    {
+        runtime->m_paused.insert_or_assign(ticket, Paused{handle, loop});
+    }
+    void await_resume() const noexcept {}
+};
+
+SessionRuntime::SessionRuntime(SessionDescriptor descriptor, HerdrEndpoint endpoint,
+                               Dependencies dependencies, QObject* parent)
+    : QObject(parent),
+      m_descriptor(std::move(descriptor)),
+      m_endpoint(std::move(endpoint)),
+      m_client(std::move(dependencies.client)),
+      m_clock(std::move(dependencies.clock)),
+      m_streamOptions(std::move(dependencies.streamOptions)),
+      m_store(m_clock.now)
+{
+    Q_ASSERT(m_client);
+}
+
+SessionRuntime::~SessionRuntime()
+{
+    stop();
+}
+
+QString SessionRuntime::toString(Connection connection)
+{
+    switch (connection) {
+    case Connection::connecting: return u"connecting"_s;
+    case Connection::connected: return u"connected"_s;
+    case Connection::unavailable: break;
+    }
+    return u"unavailable"_s;
+}
+
+void SessionRuntime::start(SessionRuntimeHost* host)
+{
+    m_host = host;
+    m_hostObject = dynamic_cast<QObject*>(host);
+    m_hostIsObject = m_hostObject != nullptr;
+    if (m_pollRunning)
+        return;
+    m_pollRunning = true;
+    // The task runs detached; a new generation is how it is told to end.
+    auto task = runPolls(++m_pollGeneration);
+}
+
+void SessionRuntime::startEventTask(bool includePerPaneStatus)
+{
+    ++m_eventGeneration;
+    if (m_stream)
+        m_stream->stop();
+    m_stream = nullptr;
+    cancelPauses(Loop::events);
+    m_eventIncludesPerPaneStatus = includePerPaneStatus;
+    auto task = runEvents(m_eventGeneration, includePerPaneStatus);
+}
+
+void SessionRuntime::stop()
+{
+    ++m_pollGeneration;
+    ++m_eventGeneration;
+    m_pollRunning = false;
+    m_eventIncludesPerPaneStatus.reset();
+    if (m_stream)
+        m_stream->stop();
+    m_stream = nullptr;
+    cancelPauses(Loop::poll);
+    cancelPauses(Loop::events);
+}
+
+bool SessionRuntime::waitForEventStreamExit(std::chrono::milliseconds timeout) const
+{
+    const auto deadline = std::chrono::steady_clock::now() + timeout;
+    for (const auto& loop : m_streamLoops) {
+        const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
+            deadline - std::chrono::steady_clock::now());
+        if (!loop->waitUntilFinished(std::max(left, std::chrono::milliseconds(0))))
+            return false;
+    }
+    return true;
+}
+
+SessionRuntimeHost* SessionRuntime::host() const
+{
+    return m_hostIsObject && !m_hostObject ? nullptr : m_host;
+}
+
+void SessionRuntime::setConnection(Connection connection)
+{
+    if (m_connection == connection)
+        return;
+    m_connection = connection;
+    Q_EMIT connectionChanged(connection);
+}
+
+void SessionRuntime::setError(std::optional<QString> error)
+{
+    if (m_error == error)
+        return;
+    m_error = std::move(error);
+    Q_EMIT errorChanged(errorText());
+}
+
+QString SessionRuntime::unreachableMessage() const
+{
+    if (const auto target = m_descriptor.kind.sshTarget())
+        return u"Couldn't reach herdr on "_s + *target + u" — is it running there?"_s;
+    return u"Couldn't reach herdr — is it running?"_s;
+}
+
+std::vector<QString> SessionRuntime::blockedRootPaneIDs() const
+{
+    std::vector<QString> result;
+    for (const auto& root : m_agentTree.roots()) {
+        if (m_store.derivedStatus(root) == RollupStatus::blocked)
+            result.push_back(root);
+    }
+    return result;
+}
+
+bool SessionRuntime::hasWorkingPanes() const
+{
+    for (const auto& [paneID, pane] : m_store.panes()) {
+        if (m_store.derivedStatus(paneID) == RollupStatus::working)
+            return true;
+    }
+    return false;
+}
+
+Seconds SessionRuntime::nextPollDelay() const
+{
+    SessionRuntimeHost* h = host();
+    const SnapshotPollingPolicy::SessionContext context{h ? h->isVisibleSession(*this) : true,
+                                                        m_descriptor.isRemote()};
+    const quint64 nanoseconds = SnapshotPollingPolicy::nanoseconds(
+        h ? h->isSurfaceExpanded() : false, !blockedRootPaneIDs().empty(), hasWorkingPanes(),
+        m_connection == Connection::unavailable, context);
+    return Seconds(double(nanoseconds) / 1e9);
+}
+
+// The poll task.
+
+QCoro::Task<> SessionRuntime::runPolls(quint64 generation)
+{
+    QPointer self{this};
+    const auto cancelled = [&] { return !self || generation != m_pollGeneration; };
+    while (!cancelled()) {
+        co_await pollOnce();
+        if (cancelled())
+            co_return;
+        co_await pause(nextPollDelay(), Loop::poll);
+    }
+}
+
+QCoro::Task<> SessionRuntime::pollOnce()
+{
+    QPointer self{this};
+    const auto result = co_await m_client->request(u"session.snapshot"_s, emptyParams());
+    if (!self)
+        co_return;
+    std::optional<Snapshot> snapshot;
+    if (result) {
+        if (auto decoded = Snapshot::fromResult(*result))
+            snapshot = std::move(*decoded);
+    }
+    if (!snapshot) {
+        co_await failPoll();
+        co_return;
+    }
+    setConnection(Connection::connected);
+    setError(std::nullopt);
+    const auto selected = m_selectedPaneID;
+    const StateTransitionResult transitions = m_store.reconcileTransitions(*snapshot);
+    refreshAttention(m_clock.now());
+    resubscribeIfPanesAreUnwatched();
+
+    co_await reconcileInteractions(transitions.newlyBlockedPaneIDs, true);
+    if (!self)
+        co_return;
+    co_await reconcileActivity(selected, true);
+    if (!self)
+        co_return;
+    if (m_selectedPaneID) {
+        co_await refreshAgentMode(*m_selectedPaneID);
+        if (!self)
+            co_return;
+    }
+    co_await captureCompletionSummaries(transitions.newlyFinishedPaneIDs);
+    if (!self)
+        co_return;
+    co_await tellHost(transitions, selected);
+}
+
+void SessionRuntime::resubscribeIfPanesAreUnwatched()
+{
+    // A pane first seen by a poll (at start, or after a gap in the stream) would get no status
+    // events until herdr announces some new pane; ending the pass picks it up now.
+    if (!m_stream || m_eventIncludesPerPaneStatus != true)
+        return;
+    for (const auto& [paneID, pane] : m_store.panes()) {
+        if (!m_watchedPanes.contains(paneID)) {
+            m_stream->stop();
+            return;
+        }
+    }
+}
+
+QCoro::Task<> SessionRuntime::failPoll()
+{
+    setConnection(Connection::unavailable);
+    setError(unreachableMessage());
+    // What was known stays shown; the host still hears of the cycle.
+    co_await tellHost({}, m_selectedPaneID);
+}
+
+// The event task.
+
+QCoro::Task<> SessionRuntime::runEvents(quint64 generation, bool includePerPaneStatus)
+{
+    QPointer self{this};
+    const auto cancelled = [&] { return !self || generation != m_eventGeneration; };
+    while (!cancelled()) {
+        const std::vector<Subscription> subscriptions =
+            m_store.currentSubscriptions(includePerPaneStatus);
+        std::set<QString> watched;
+        for (const auto& [paneID, pane] : m_store.panes())
+            watched.insert(paneID);
+        m_watchedPanes = includePerPaneStatus ? watched : std::set<QString>();
+
+        // Reconnects of this stream keep this list; a new list needs a new pass.
+        std::unique_ptr<EventStream> stream = m_client->events(
+            [subscriptions] { return subscriptions; }, BackoffPolicy::defaultPolicy(),
+            m_streamOptions());
+        std::erase_if(m_streamLoops, [](const auto& loop) { return loop->isFinished(); });
+        m_streamLoops.push_back(stream->loopState());
+        m_stream = stream.get();
+
+        for (;;) {
+            auto value = co_await stream->next();
+            if (cancelled())
+                co_return;
+            if (!value)
+                break;
+            auto envelope = EventEnvelope::from(*value);
+            if (!envelope)
+                continue;
+            co_await handle(*envelope);
+            if (cancelled())
+                co_return;
+            const auto paneID = envelope->paneID();
+            const bool announcesPane =
+                envelope->event == u"pane_created" || envelope->event == u"pane_agent_detected";
+            if (announcesPane && paneID && !watched.contains(*paneID)) {
+                const bool unwatched = co_await liveHasUnwatchedPane(watched);
+                if (cancelled())
+                    co_return;
+                if (unwatched)
+                    break;
+            }
+        }
+        m_stream = nullptr;
+        stream.reset();
+        co_await pause(resubscribePause, Loop::events);
+    }
+}
+
+QCoro::Task<> SessionRuntime::handle(EventEnvelope envelope)
+{
+    if (envelope.event == EventStream::subscribeErrorEvent) {
+        const JSONValue* message = envelope.data.member(u"message");
+        const auto text = message ? message->stringValue() : std::nullopt;
+        setConnection(Connection::unavailable);
+        setError(u"herdr rejected the event subscription: "_s + text.value_or(u"invalid_request"_s));
+        co_return;
+    }
+    QPointer self{this};
+    const auto selected = m_selectedPaneID;
+    const StateTransitionResult transitions = m_store.applyTransitions(envelope);
+    refreshAttention(m_clock.now());
+    // Unlike a poll, an event neither counts towards the coordinators' fallback cadence nor
+    // refreshes the agent mode.
+    co_await reconcileInteractions(transitions.newlyBlockedPaneIDs, false);
+    if (!self)
+        co_return;
+    co_await reconcileActivity(selected, false);
+    if (!self)
+        co_return;
+    co_await captureCompletionSummaries(transitions.newlyFinishedPaneIDs);
+    if (!self)
+        co_return;
+    co_await tellHost(transitions, selected);
+}
+
+QCoro::Task<bool> SessionRuntime::liveHasUnwatchedPane(std::set<QString> watched)
+{
+    const auto result = co_await m_client->request(u"session.snapshot"_s, emptyParams());
+    if (!result)
+        co_return false;
+    const auto snapshot = Snapshot::fromResult(*result);
+    if (!snapshot)
+        co_return false;
+    for (const auto& pane : snapshot->uniquePanes()) {
+        if (!watched.contains(pane.paneID))
+            co_return true;
+    }
+    co_return false;
+}
+
+QCoro::Task<> SessionRuntime::tellHost(StateTransitionResult transitions,
+                                       std::optional<QString> selected)
+{
+    if (SessionRuntimeHost* h = host())
+        co_await h->sessionRuntimeDidObserve(this, std::move(transitions), std::move(selected));
+}
+
+// Sleeping that stop() can cut short. A timer of the runtime's own, or the injected clock's sleep
+// in a detached task, rings the runtime when the time is over; a cancellation resumes the sleeper
+// without waiting for the ring.
+
+QCoro::Task<> SessionRuntime::pause(Seconds duration, Loop loop)
+{
+    const quint64 ticket = ++m_lastTicket;
+    if (!m_clock.sleep) {
+        const auto milliseconds = std::chrono::milliseconds(qint64(duration.count() * 1000.0));
+        QTimer::singleShot(milliseconds, this, [this, ticket] { ring(ticket); });
+        co_await PauseAwaiter{this, ticket, loop};
+        co_return;
+    }
+    m_ticketBeingSet = ticket;
+    m_rangWhileSetting = false;
+    auto alarm = ringAfter(m_clock.sleep, duration, QPointer(this), ticket);
+    m_ticketBeingSet = 0;
+    if (m_rangWhileSetting)
+        co_return;
+    co_await PauseAwaiter{this, ticket, loop};
+}
+
+QCoro::Task<> SessionRuntime::ringAfter(std::function<QCoro::Task<>(Seconds)> sleep,
+                                        Seconds duration, QPointer<SessionRuntime> runtime,
+                                        quint64 ticket)
+{
+    co_await sleep(duration);
+    if (runtime)
+        runtime->ring(ticket);
+}
+
+void SessionRuntime::ring(quint64 ticket)
+{
+    const auto it = m_paused.find(ticket);
+    if (it == m_paused.end()) {
+        // A sleep that was over before its sleeper could wait, or one cancelled meanwhile.
+        if (ticket == m_ticketBeingSet)
+            m_rangWhileSetting = true;
+        return;
+    }
+    const auto handle = it->second.handle;
+    m_paused.erase(it);
+    handle.resume();
+}
+
+void SessionRuntime::cancelPauses(Loop loop)
+{
+    for (auto it = m_paused.begin(); it != m_paused.end();) {
+        if (it->second.loop != loop) {
+            ++it;
+            continue;
+        }
+        // Queued: the sleeper may end this runtime, and stop() may run in its destructor.
+        const auto handle = it->second.handle;
+        it = m_paused.erase(it);
+        QMetaObject::invokeMethod(QCoreApplication::instance(), [handle] { handle.resume(); },
+                                  Qt::QueuedConnection);
+    }
+}
+
+// The cycle's reactions. Interactions, activity, agent modes and completion summaries belong to
+// coordinators that do not exist yet; their places in the cycle are kept here.
+
+void SessionRuntime::refreshAttention(Timestamp now)
+{
+    Q_UNUSED(now);
+    const bool isLocalDefault = m_descriptor.id() == SessionDescriptor::localDefaultID;
+    std::vector<PaneInfo> panes;
+    panes.reserve(m_store.panes().size());
+    for (const auto& [paneID, pane] : m_store.panes())
+        panes.push_back(pane);
+    const QByteArray registry = isLocalDefault ? harnessRegistry() : QByteArray();
+    m_agentTree = AgentTree(panes, registry, isLocalDefault);
+}
+
+QByteArray SessionRuntime::harnessRegistry() const
+{
+    return {};
+}
+
+QCoro::Task<> SessionRuntime::reconcileInteractions(std::vector<QString> newlyBlocked,
+                                                    bool countsTowardFallbackCadence)
+{
+    Q_UNUSED(newlyBlocked);
+    Q_UNUSED(countsTowardFallbackCadence);
+    co_return;
+}
+
+QCoro::Task<> SessionRuntime::reconcileActivity(std::optional<QString> selectedPaneID,
+                                                bool countsTowardFallbackCadence)
+{
+    Q_UNUSED(selectedPaneID);
+    Q_UNUSED(countsTowardFallbackCadence);
+    co_return;
+}
+
+QCoro::Task<> SessionRuntime::refreshAgentMode(QString paneID)
+{
+    Q_UNUSED(paneID);
+    co_return;
+}
+
+QCoro::Task<> SessionRuntime::captureCompletionSummaries(std::vector<QString> paneIDs)
+{
+    Q_UNUSED(paneIDs);
+    co_return;
+}

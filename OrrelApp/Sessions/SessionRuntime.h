@@ -1,0 +1,161 @@
+#pragma once
+
+#include "HerdrClient/Sessions/SessionDescriptor.h"
+#include "HerdrClient/State/AgentTree.h"
+#include "HerdrClient/State/StateStore.h"
+#include "HerdrClient/Support/Clock.h"
+#include "HerdrClient/Wire/EventEnvelope.h"
+#include "HerdrClient/Wire/EventStream.h"
+#include "HerdrClient/Wire/HerdrClient.h"
+#include "OrrelApp/Sessions/SessionRuntimeHost.h"
+
+#include <QObject>
+#include <QPointer>
+
+#include <coroutine>
+#include <functional>
+#include <map>
+#include <memory>
+#include <optional>
+#include <set>
+
+// One connected herdr session and the program's main loop for it. Two tasks feed the store, a
+// snapshot poll and the event stream, and both run the same cycle: merge, refresh attention,
+// reconcile interactions, reconcile activity, capture completion summaries, tell the host.
+// Failures never stop the loops; they become `connection` and `error`, which the next good poll
+// clears.
+//
+// Main thread only. The client should carry a request timeout: a poll waits on herdr's answer.
+class SessionRuntime : public QObject {
+    Q_OBJECT
+    Q_PROPERTY(Connection connection READ connection NOTIFY connectionChanged)
+    Q_PROPERTY(QString error READ errorText NOTIFY errorChanged)
+
+public:
+    enum class Connection { connecting, connected, unavailable };
+    Q_ENUM(Connection)
+
+    struct Dependencies {
+        std::unique_ptr<HerdrClient> client;
+        // An empty `sleep` means timers of the runtime's own, which die with it; an injected
+        // sleep that is cut short leaves its task running until the clock ends it.
+        Clock clock = {Clock::system().now, {}};
+        // How each event stream waits between reconnects and where its debug text goes.
+        std::function<EventStreamOptions()> streamOptions = [] {
+            return EventStreamOptions::fromEnvironment(processEnvironment());
+        };
+    };
+
+    SessionRuntime(SessionDescriptor descriptor, HerdrEndpoint endpoint, Dependencies dependencies,
+                   QObject* parent = nullptr);
+    ~SessionRuntime() override;
+
+    // Starts the poll task for `host`; nothing when it already runs.
+    void start(SessionRuntimeHost* host);
+    // Starts a new event task in place of any running one.
+    void startEventTask(bool includePerPaneStatus);
+    // Cancels both tasks: the stream's socket closes, sleeps end at once.
+    void stop();
+    // Waits, blocking, until every event stream's thread let go of its socket (or the deadline).
+    bool waitForEventStreamExit(std::chrono::milliseconds timeout) const;
+
+    // One poll cycle, as the poll task runs it.
+    QCoro::Task<> pollOnce();
+    // One event cycle, as the event task runs it for each value of the stream.
+    QCoro::Task<> handle(EventEnvelope envelope);
+    // True when herdr now has a pane outside `watched`; any failure counts as no.
+    QCoro::Task<bool> liveHasUnwatchedPane(std::set<QString> watched);
+
+    const SessionDescriptor& descriptor() const { return m_descriptor; }
+    QString sessionID() const { return m_descriptor.id(); }
+    const HerdrEndpoint& endpoint() const { return m_endpoint; }
+    HerdrClient& client() const { return *m_client; }
+    StateStore& store() { return m_store; }
+    const StateStore& store() const { return m_store; }
+    Connection connection() const { return m_connection; }
+    const std::optional<QString>& error() const { return m_error; }
+    QString errorText() const { return m_error.value_or(QString()); }
+    const AgentTree& agentTree() const { return m_agentTree; }
+    std::optional<bool> eventIncludesPerPaneStatus() const { return m_eventIncludesPerPaneStatus; }
+    bool isPolling() const { return m_pollRunning; }
+
+    // Roots whose pane is blocked: what keeps the poll at its fast rate.
+    std::vector<QString> blockedRootPaneIDs() const;
+    bool hasWorkingPanes() const;
+    std::optional<QString> selectedPaneID() const { return m_selectedPaneID; }
+    void select(std::optional<QString> paneID) { m_selectedPaneID = std::move(paneID); }
+
+    // The delay before the next poll, from the state of this cycle and what the host shows.
+    Seconds nextPollDelay() const;
+    // The sentence for a session that cannot be reached.
+    QString unreachableMessage() const;
+
+    static QString toString(Connection connection);
+
+Q_SIGNALS:
+    void connectionChanged(SessionRuntime::Connection connection);
+    void errorChanged(const QString& error);
+
+private:
+    enum class Loop { poll, events };
+    struct PauseAwaiter;
+
+    QCoro::Task<> runPolls(quint64 generation);
+    QCoro::Task<> runEvents(quint64 generation, bool includePerPaneStatus);
+    QCoro::Task<> failPoll();
+    void resubscribeIfPanesAreUnwatched();
+    // Sleeps on the injected clock; a cancellation of `loop` ends it at once.
+    QCoro::Task<> pause(Seconds duration, Loop loop);
+    static QCoro::Task<> ringAfter(std::function<QCoro::Task<>(Seconds)> sleep, Seconds duration,
+                                   QPointer<SessionRuntime> runtime, quint64 ticket);
+    void ring(quint64 ticket);
+    void cancelPauses(Loop loop);
+    SessionRuntimeHost* host() const;
+    QCoro::Task<> tellHost(StateTransitionResult transitions, std::optional<QString> selected);
+
+    void setConnection(Connection connection);
+    void setError(std::optional<QString> error);
+
+    // The cycle's reactions.
+    void refreshAttention(Timestamp now);
+    QCoro::Task<> reconcileInteractions(std::vector<QString> newlyBlocked,
+                                        bool countsTowardFallbackCadence);
+    QCoro::Task<> reconcileActivity(std::optional<QString> selectedPaneID,
+                                    bool countsTowardFallbackCadence);
+    QCoro::Task<> refreshAgentMode(QString paneID);
+    QCoro::Task<> captureCompletionSummaries(std::vector<QString> paneIDs);
+    // The pi harness registry of the local default session; empty until its reader is wired.
+    QByteArray harnessRegistry() const;
+
+    SessionDescriptor m_descriptor;
+    HerdrEndpoint m_endpoint;
+    std::unique_ptr<HerdrClient> m_client;
+    Clock m_clock;
+    std::function<EventStreamOptions()> m_streamOptions;
+    StateStore m_store;
+    AgentTree m_agentTree;
+    Connection m_connection = Connection::connecting;
+    std::optional<QString> m_error;
+    std::optional<QString> m_selectedPaneID;
+    std::optional<bool> m_eventIncludesPerPaneStatus;
+
+    SessionRuntimeHost* m_host = nullptr;
+    QPointer<QObject> m_hostObject; // set when the host is a QObject, to notice its end
+    bool m_hostIsObject = false;
+
+    quint64 m_pollGeneration = 0;
+    quint64 m_eventGeneration = 0;
+    bool m_pollRunning = false;
+    EventStream* m_stream = nullptr; // owned by the running event task
+    std::set<QString> m_watchedPanes; // whose status the running pass follows
+    std::vector<std::shared_ptr<const EventLoopState>> m_streamLoops; // not yet seen to end
+
+    struct Paused {
+        std::coroutine_handle<> handle;
+        Loop loop;
+    };
+    std::map<quint64, Paused> m_paused;
+    quint64 m_lastTicket = 0;
+    quint64 m_ticketBeingSet = 0;
+    bool m_rangWhileSetting = false;
+};

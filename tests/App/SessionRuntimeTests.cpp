@@ -1,0 +1,374 @@
+#include "OrrelApp/Sessions/SessionRuntime.h"
+#include "tests/support/FakeHerdrServer.h"
+#include "tests/support/FakeScenario.h"
+#include "tests/support/ManualClock.h"
+#include "tests/support/TestSupport.h"
+
+#include <QCoreApplication>
+
+#include <gtest/gtest.h>
+
+using namespace Qt::StringLiterals;
+using namespace std::chrono_literals;
+
+namespace {
+
+// Runs the event loop until `condition` holds or the deadline passes.
+bool processEventsUntil(const std::function<bool()>& condition,
+                        std::chrono::milliseconds timeout = 5s)
+{
+    const auto deadline = std::chrono::steady_clock::now() + timeout;
+    while (!condition()) {
+        if (std::chrono::steady_clock::now() >= deadline)
+            return false;
+        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents, 10);
+    }
+    return true;
+}
+
+struct Cycle {
+    StateTransitionResult transitions;
+    std::optional<QString> selected;
+    SessionRuntime::Connection connection;
+    QString error;
+};
+
+class RecordingHost : public SessionRuntimeHost {
+public:
+    QCoro::Task<> sessionRuntimeDidObserve(SessionRuntime* runtime,
+                                           StateTransitionResult transitions,
+                                           std::optional<QString> selectedPaneID) override
+    {
+        cycles.push_back({std::move(transitions), std::move(selectedPaneID),
+                          runtime->connection(), runtime->errorText()});
+        co_return;
+    }
+    bool usesPerPaneStatusSubscriptions(const SessionRuntime&) const override { return true; }
+    bool isVisibleSession(const SessionRuntime&) const override { return visible; }
+    bool preservesResolvedSelection() const override { return false; }
+    bool isSurfaceExpanded() const override { return expanded; }
+
+    std::vector<Cycle> cycles;
+    bool visible = true;
+    bool expanded = false;
+};
+
+class ObjectHost : public QObject, public RecordingHost {};
+
+JSONValue scenarioJSON()
+{
+    return JSONValue::parse(R"({"version":"0.8.0","protocol":19,"focused_pane_id":"w1:p1",
+        "workspaces":[{"workspace_id":"w1","label":"api"},{"workspace_id":"w2","label":"web"}],
+        "tabs":[{"tab_id":"w1:t1","workspace_id":"w1","label":"agents"},
+                {"tab_id":"w2:t1","workspace_id":"w2","label":"main"}],
+        "panes":[{"pane_id":"w1:p1","agent":"claude","agent_status":"blocked","focused":true},
+                 {"pane_id":"w1:p2","agent":"codex","agent_status":"working",
+                  "tokens":{"nh_parent":"w1:p1"}},
+                 {"pane_id":"w2:p1","agent":"pi","agent_status":"idle"}]})")
+        .value();
+}
+
+class SessionRuntimeTest : public ::testing::Test {
+protected:
+    void SetUp() override
+    {
+        auto loaded = FakeScenario::fromJSON(scenarioJSON());
+        ASSERT_TRUE(loaded) << loaded.error().toStdString();
+        scenario = *loaded;
+        ASSERT_TRUE(server.start());
+        scenario.install(server);
+    }
+
+    void TearDown() override
+    {
+        runtime.reset();
+        EXPECT_TRUE(HerdrClient::socketQueue()->waitForDone(5000)) << "a socket thread was left";
+    }
+
+    SessionRuntime& make(SessionDescriptor descriptor = SessionDescriptor::localDefault({}),
+                         double requestTimeout = 5.0)
+    {
+        SessionRuntime::Dependencies dependencies;
+        const auto endpoint = HerdrEndpoint::unixSocket(server.socketPath());
+        dependencies.client = std::make_unique<HerdrClient>(endpoint, requestTimeout);
+        dependencies.clock = clock.clock();
+        dependencies.streamOptions = [this] {
+            EventStreamOptions options;
+            options.sleep = clock.blockingSleeper();
+            return options;
+        };
+        runtime = std::make_unique<SessionRuntime>(descriptor, endpoint, std::move(dependencies));
+        return *runtime;
+    }
+
+    // Starts polling and the event stream, and waits for the first cycle and the subscription.
+    void startWatching()
+    {
+        make().start(&host);
+        ASSERT_TRUE(processEventsUntil([&] { return host.cycles.size() == 1; }));
+        runtime->startEventTask(true);
+        ASSERT_TRUE(server.waitForSubscribers(1, 5s));
+    }
+
+    std::size_t requestCount(const QString& method) const
+    {
+        return server.requestsFor(method).size();
+    }
+
+    ManualClock clock;
+    FakeHerdrServer server;
+    FakeScenario scenario;
+    RecordingHost host;
+    std::unique_ptr<SessionRuntime> runtime;
+};
+
+TEST_F(SessionRuntimeTest, APollMergesBuildsTheTreeAndTellsTheHost)
+{
+    SessionRuntime& r = make();
+    EXPECT_EQ(r.connection(), SessionRuntime::Connection::connecting);
+    r.select(u"w2:p1"_s);
+    r.start(&host);
+    ASSERT_TRUE(processEventsUntil([&] { return host.cycles.size() == 1; }));
+    const Cycle& cycle = host.cycles.front();
+    EXPECT_EQ(cycle.connection, SessionRuntime::Connection::connected);
+    EXPECT_EQ(cycle.error, QString());
+    EXPECT_EQ(cycle.selected, u"w2:p1"_s);
+    EXPECT_EQ(cycle.transitions.newlyBlockedPaneIDs, std::vector<QString>{u"w1:p1"_s});
+    EXPECT_EQ(r.store().panes().size(), 3u);
+    EXPECT_EQ(r.agentTree().roots(), (std::vector<QString>{u"w1:p1"_s, u"w2:p1"_s}));
+    EXPECT_EQ(r.agentTree().children(u"w1:p1"_s), std::vector<QString>{u"w1:p2"_s});
+    // A blocked root keeps a visible local session at the fast rate.
+    EXPECT_EQ(clock.requestedSleeps(), std::vector<double>{0.65});
+
+    // The next poll comes when the clock says so, and not before.
+    EXPECT_EQ(requestCount(u"session.snapshot"_s), 1u);
+    clock.advance(0.65s);
+    ASSERT_TRUE(processEventsUntil([&] { return host.cycles.size() == 2; }));
+    EXPECT_EQ(host.cycles[1].transitions, StateTransitionResult{});
+    EXPECT_EQ(requestCount(u"session.snapshot"_s), 2u);
+}
+
+TEST_F(SessionRuntimeTest, AFailingPollSetsTheErrorOnceAndTellsTheHostEachTime)
+{
+    server.setHandler(u"session.snapshot"_s, [](const FakeRequest&) {
+        return FakeReply::error(u"internal_error"_s, u"boom"_s);
+    });
+    SessionRuntime& r = make();
+    int errors = 0;
+    int connections = 0;
+    QObject::connect(&r, &SessionRuntime::errorChanged, [&] { ++errors; });
+    QObject::connect(&r, &SessionRuntime::connectionChanged, [&] { ++connections; });
+    r.start(&host);
+    ASSERT_TRUE(processEventsUntil([&] { return host.cycles.size() == 1; }));
+    clock.advance(1s);
+    ASSERT_TRUE(processEventsUntil([&] { return host.cycles.size() == 2; }));
+    for (const Cycle& cycle : host.cycles) {
+        EXPECT_EQ(cycle.connection, SessionRuntime::Connection::unavailable);
+        EXPECT_EQ(cycle.error, u"Couldn't reach herdr — is it running?"_s);
+        EXPECT_EQ(cycle.transitions, StateTransitionResult{});
+    }
+    EXPECT_EQ(errors, 1);
+    EXPECT_EQ(connections, 1);
+    EXPECT_EQ(clock.requestedSleeps(), (std::vector<double>{1.0, 1.0}));
+
+    scenario.install(server);
+    clock.advance(1s);
+    ASSERT_TRUE(processEventsUntil([&] { return host.cycles.size() == 3; }));
+    EXPECT_EQ(r.connection(), SessionRuntime::Connection::connected);
+    EXPECT_EQ(r.error(), std::nullopt);
+    EXPECT_EQ(errors, 2);
+}
+
+TEST_F(SessionRuntimeTest, WhatHerdrAnswersDecidesTheConnection)
+{
+    struct Case {
+        const char* name;
+        FakeReply reply;
+        SessionRuntime::Connection expected;
+    };
+    const JSONValue bareSnapshot = scenario.snapshotJSON();
+    const std::vector<Case> cases = {
+        {"snapshot without a snapshot member", FakeReply::result(bareSnapshot),
+         SessionRuntime::Connection::connected},
+        {"not JSON", FakeReply::raw("{{{\n"), SessionRuntime::Connection::unavailable},
+        {"a pane that does not decode",
+         FakeReply::result(JSONValue::object(
+             {{u"snapshot"_s,
+               JSONValue::object({{u"panes"_s, JSONValue::array({JSONValue(JSONValue::Object{})})}})}})),
+         SessionRuntime::Connection::unavailable},
+        {"closed without a reply", FakeReply::closeWithoutReply(),
+         SessionRuntime::Connection::unavailable},
+        {"never answers", FakeReply::silent(), SessionRuntime::Connection::unavailable},
+    };
+    for (const auto& c : cases) {
+        server.setHandler(u"session.snapshot"_s, [reply = c.reply](const FakeRequest&) { return reply; });
+        SessionRuntime& r = make(SessionDescriptor::localDefault({}), 0.2);
+        runTask(r.pollOnce());
+        EXPECT_EQ(r.connection(), c.expected) << c.name;
+    }
+}
+
+TEST_F(SessionRuntimeTest, AQuietRemoteSessionOutOfSightPollsEverySevenAndAHalfSeconds)
+{
+    scenario.transitionTo(*FakeScenario::fromJSON(JSONValue(JSONValue::Object{})));
+    host.visible = false;
+    SessionRuntime& r = make({SessionDescriptor::Kind::remote(u"build-box"_s, u"default"_s), {}});
+    r.start(&host);
+    ASSERT_TRUE(processEventsUntil([&] { return host.cycles.size() == 1; }));
+    EXPECT_EQ(clock.requestedSleeps(), std::vector<double>{7.5});
+    EXPECT_EQ(r.unreachableMessage(), u"Couldn't reach herdr on build-box — is it running there?"_s);
+}
+
+TEST_F(SessionRuntimeTest, ADottedStatusEventIsACycleOfItsOwn)
+{
+    startWatching();
+    const std::size_t polls = requestCount(u"session.snapshot"_s);
+    scenario.setPaneStatus(u"w2:p1"_s, AgentStatus::blocked);
+    ASSERT_TRUE(processEventsUntil([&] { return host.cycles.size() == 2; }));
+    EXPECT_EQ(host.cycles[1].transitions.newlyBlockedPaneIDs, std::vector<QString>{u"w2:p1"_s});
+    EXPECT_EQ(runtime->blockedRootPaneIDs(), (std::vector<QString>{u"w1:p1"_s, u"w2:p1"_s}));
+
+    scenario.setPaneStatus(u"w1:p2"_s, AgentStatus::done);
+    ASSERT_TRUE(processEventsUntil([&] { return host.cycles.size() == 3; }));
+    EXPECT_EQ(host.cycles[2].transitions.newlyFinishedPaneIDs, std::vector<QString>{u"w1:p2"_s});
+    EXPECT_EQ(requestCount(u"session.snapshot"_s), polls);
+}
+
+TEST_F(SessionRuntimeTest, ANewPaneLeadsToASubscriptionThatIncludesIt)
+{
+    startWatching();
+    // A replayed creation of a pane already watched changes nothing.
+    server.publish(u"pane_created"_s, JSONValue::object({{u"pane"_s, *scenario.snapshotJSON()
+                                                                          .member(u"panes")
+                                                                          ->element(0)}}));
+    ASSERT_TRUE(processEventsUntil([&] { return host.cycles.size() == 2; }));
+    EXPECT_EQ(clock.requestedSleeps().size(), 1u) << "no pause of the event task";
+
+    scenario.addPane(JSONValue::object({{u"pane_id"_s, u"w1:p9"_s}, {u"agent"_s, u"claude"_s}}));
+    ASSERT_TRUE(processEventsUntil([&] {
+        const auto sleeps = clock.requestedSleeps();
+        return std::count(sleeps.begin(), sleeps.end(), 0.5) == 1;
+    }));
+    clock.advance(0.5s);
+    ASSERT_TRUE(processEventsUntil([&] { return requestCount(u"events.subscribe"_s) == 2; }));
+    const auto second = server.requestsFor(u"events.subscribe"_s).back().line;
+    EXPECT_TRUE(second.contains(R"({"pane_id":"w1:p9","type":"pane.agent_status_changed"})"))
+        << second.toStdString();
+    EXPECT_TRUE(server.waitForSubscribers(1, 5s));
+
+    scenario.setPaneStatus(u"w1:p9"_s, AgentStatus::blocked);
+    ASSERT_TRUE(processEventsUntil([&] {
+        return host.cycles.back().transitions.newlyBlockedPaneIDs == std::vector<QString>{u"w1:p9"_s};
+    }));
+}
+
+TEST_F(SessionRuntimeTest, PanesFirstSeenByAPollAreSubscribedTo)
+{
+    // Both tasks at once, as at program start: the first list knows no panes yet.
+    make().startEventTask(true);
+    ASSERT_TRUE(server.waitForSubscribers(1, 5s));
+    runtime->start(&host);
+    ASSERT_TRUE(processEventsUntil([&] {
+        const auto sleeps = clock.requestedSleeps();
+        return std::count(sleeps.begin(), sleeps.end(), 0.5) == 1;
+    }));
+    clock.advance(0.5s);
+    ASSERT_TRUE(processEventsUntil([&] { return requestCount(u"events.subscribe"_s) == 2; }));
+    EXPECT_EQ(server.requestsFor(u"events.subscribe"_s).back().params.serialized(),
+              R"({"subscriptions":[{"pane_id":"w1:p1","type":"pane.agent_status_changed"},)"
+              R"({"pane_id":"w1:p2","type":"pane.agent_status_changed"},)"
+              R"({"pane_id":"w2:p1","type":"pane.agent_status_changed"},)"
+              R"({"type":"pane.agent_detected"},{"type":"pane.created"},{"type":"pane.exited"},)"
+              R"({"type":"pane.closed"}]})");
+}
+
+TEST_F(SessionRuntimeTest, ARejectedSubscriptionIsShownUntilTheNextGoodPoll)
+{
+    make().start(&host);
+    ASSERT_TRUE(processEventsUntil([&] { return host.cycles.size() == 1; }));
+    server.setPaneExists([](const QString& pane) { return pane != u"w1:p2"; });
+    runtime->startEventTask(true);
+    ASSERT_TRUE(processEventsUntil([&] { return runtime->error().has_value(); }));
+    EXPECT_EQ(runtime->connection(), SessionRuntime::Connection::unavailable);
+    EXPECT_EQ(runtime->errorText(), u"herdr rejected the event subscription: pane w1:p2 not found"_s);
+
+    // A good poll clears it while the stream is still down.
+    runTask(runtime->pollOnce());
+    EXPECT_EQ(runtime->connection(), SessionRuntime::Connection::connected);
+    EXPECT_EQ(runtime->error(), std::nullopt);
+    EXPECT_EQ(server.subscriberCount(), 0u);
+
+    // The event task tries again after its pause, with the list of the moment.
+    server.setPaneExists([](const QString&) { return true; });
+    ASSERT_TRUE(processEventsUntil([&] {
+        const auto sleeps = clock.requestedSleeps();
+        return std::count(sleeps.begin(), sleeps.end(), 0.5) == 1;
+    }));
+    clock.advance(0.5s);
+    EXPECT_TRUE(server.waitForSubscribers(1, 5s));
+    EXPECT_EQ(requestCount(u"events.subscribe"_s), 2u);
+}
+
+TEST_F(SessionRuntimeTest, MalformedEventsLeaveTheStoreAsItWas)
+{
+    startWatching();
+    const qint64 revision = runtime->store().revision();
+    for (const char* line : {R"({"event":"pane.agent_status_changed","data":{}})",
+                             R"({"event":"pane.agent_status_changed","data":{"agent_status":"blocked"}})",
+                             R"({"event":"pane.agent_status_changed"})",
+                             R"({"event":5,"data":{"pane_id":"w1:p1"}})", R"("just a string")",
+                             "garbage"}) {
+        server.publishRaw(line);
+    }
+    // A status outside herdr's list reads as unknown.
+    server.publishRaw(R"({"event":"pane.agent_status_changed","data":{"pane_id":"w1:p1","agent_status":"sleeping"}})");
+    ASSERT_TRUE(processEventsUntil([&] { return runtime->store().revision() != revision; }));
+    EXPECT_EQ(runtime->store().revision(), revision + 1);
+    EXPECT_EQ(runtime->store().pane(u"w1:p1"_s)->agentStatus, AgentStatus::unknown);
+    EXPECT_EQ(runtime->connection(), SessionRuntime::Connection::connected);
+}
+
+TEST_F(SessionRuntimeTest, StopClosesTheStreamAndEndsTheSleeps)
+{
+    startWatching();
+    runtime->stop();
+    EXPECT_TRUE(runtime->waitForEventStreamExit(1s));
+    EXPECT_TRUE(server.waitForSubscribersAtMost(0, 5s));
+    clock.advance(60s);
+    QCoreApplication::processEvents();
+    QCoreApplication::processEvents();
+    EXPECT_EQ(host.cycles.size(), 1u);
+    EXPECT_EQ(clock.pendingSleeps(), 0u);
+}
+
+TEST_F(SessionRuntimeTest, ARuntimeOnItsOwnTimersEndsWhileItSleeps)
+{
+    SessionRuntime::Dependencies dependencies;
+    const auto endpoint = HerdrEndpoint::unixSocket(server.socketPath());
+    dependencies.client = std::make_unique<HerdrClient>(endpoint, 5.0);
+    runtime = std::make_unique<SessionRuntime>(SessionDescriptor::localDefault({}), endpoint,
+                                               std::move(dependencies));
+    runtime->start(&host);
+    runtime->startEventTask(false);
+    ASSERT_TRUE(processEventsUntil([&] { return host.cycles.size() == 1; }));
+    ASSERT_TRUE(server.waitForSubscribers(1, 5s));
+    runtime.reset();
+    EXPECT_TRUE(server.waitForSubscribersAtMost(0, 5s));
+    QCoreApplication::processEvents();
+    EXPECT_EQ(host.cycles.size(), 1u);
+}
+
+TEST_F(SessionRuntimeTest, AHostThatIsGoneIsNotTold)
+{
+    auto objectHost = std::make_unique<ObjectHost>();
+    make().start(objectHost.get());
+    ASSERT_TRUE(processEventsUntil([&] { return objectHost->cycles.size() == 1; }));
+    objectHost.reset();
+    clock.advance(0.65s);
+    ASSERT_TRUE(processEventsUntil([&] { return requestCount(u"session.snapshot"_s) == 2; }));
+    // Without a host the runtime polls as for a visible session with the surface closed.
+    ASSERT_TRUE(processEventsUntil([&] { return clock.requestedSleeps().size() == 2; }));
+    EXPECT_EQ(clock.requestedSleeps().back(), 0.65);
+}
+
+} // namespace
