@@ -285,6 +285,17 @@ void InteractionCoordinator::setSelectedPaneID(std::optional<QString> paneID)
     Q_EMIT selectionChanged();
 }
 
+PaneInteractionDraft InteractionCoordinator::takeArchivedDraft(const QString& paneID)
+{
+    const auto archived = m_archivedDrafts.find(paneID);
+    if (archived == m_archivedDrafts.end())
+        return {};
+    PaneInteractionDraft draft = std::move(archived->second);
+    m_archivedDrafts.erase(archived);
+    Q_EMIT archivedDraftsChanged();
+    return draft;
+}
+
 bool InteractionCoordinator::ensureBlockedState(const QString& paneID)
 {
     if (!isKnownAndBlocked(paneID))
@@ -301,11 +312,7 @@ bool InteractionCoordinator::ensureBlockedState(const QString& paneID)
     ++m_nextBlockedSequence;
     PaneInteractionState fresh;
     fresh.paneID = paneID;
-    if (const auto archived = m_archivedDrafts.find(paneID); archived != m_archivedDrafts.end()) {
-        fresh.draft = archived->second;
-        m_archivedDrafts.erase(archived);
-        Q_EMIT archivedDraftsChanged();
-    }
+    fresh.draft = takeArchivedDraft(paneID);
     fresh.blockedSequence = m_nextBlockedSequence;
     store(std::move(fresh));
     return true;

@@ -112,6 +112,8 @@ private:
     void store(PaneInteractionState record);
     void setSelectedPaneID(std::optional<QString> paneID);
 
+    // A new record's draft: the one the pane left behind, or an empty one.
+    PaneInteractionDraft takeArchivedDraft(const QString& paneID);
     bool ensureBlockedState(const QString& paneID);
     void ensureStateForKnownPane(const QString& paneID);
     QCoro::Task<bool> refresh(QString paneID, InteractionRefreshReason reason);

@@ -116,11 +116,7 @@ void InteractionCoordinator::ensureStateForKnownPane(const QString& paneID)
     // in the blocked state starts its own.
     PaneInteractionState fresh;
     fresh.paneID = paneID;
-    if (const auto archived = m_archivedDrafts.find(paneID); archived != m_archivedDrafts.end()) {
-        fresh.draft = archived->second;
-        m_archivedDrafts.erase(archived);
-        Q_EMIT archivedDraftsChanged();
-    }
+    fresh.draft = takeArchivedDraft(paneID);
     store(std::move(fresh));
 }
 
