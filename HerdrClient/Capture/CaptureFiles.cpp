@@ -8,6 +8,8 @@
 #include <QStringDecoder>
 #include <QUuid>
 
+#include <tuple>
+
 using namespace Qt::StringLiterals;
 
 namespace CaptureFiles {
@@ -37,6 +39,24 @@ std::expected<QByteArray, PaneCaptureError> readBounded(const QString& path, qin
         return std::unexpected(
             PaneCaptureError::fileFailed(path, u"larger than %1 bytes"_s.arg(limit)));
     return bytes;
+}
+
+std::expected<DirectoryFiles, PaneCaptureError> readDirectoryFiles(const QString& directory)
+{
+    const QDir dir(directory);
+    DirectoryFiles files;
+    const std::tuple<const char*, qint64, QByteArray*> wanted[] = {
+        {detectionFile, maximumTextBytes, &files.detection},
+        {visibleANSIFile, maximumTextBytes, &files.visibleANSI},
+        {metadataFile, maximumMetadataBytes, &files.metadata},
+    };
+    for (const auto& [name, limit, bytes] : wanted) {
+        auto read = readBounded(dir.filePath(QLatin1StringView(name)), limit);
+        if (!read)
+            return std::unexpected(read.error());
+        *bytes = std::move(*read);
+    }
+    return files;
 }
 
 namespace {

@@ -30,6 +30,16 @@ bool isValidUTF8(QByteArrayView bytes);
 // The whole file, refusing anything larger than `limit` bytes.
 std::expected<QByteArray, PaneCaptureError> readBounded(const QString& path, qint64 limit);
 
+// The three files that bundles and fixtures both consist of, as they are on disk.
+struct DirectoryFiles {
+    QByteArray detection;
+    QByteArray visibleANSI;
+    QByteArray metadata;
+};
+
+// Reads the three files of a bundle or fixture directory, each within its bound.
+std::expected<DirectoryFiles, PaneCaptureError> readDirectoryFiles(const QString& directory);
+
 // Keys sorted and slashes unescaped. The pretty form indents by two blanks and is what the
 // metadata files hold; hashes always take the compact form.
 QByteArray canonicalJSON(const JSONValue& value, bool prettyPrinted);

@@ -2,8 +2,6 @@
 
 #include "HerdrClient/Capture/CaptureFiles.h"
 
-#include <QDir>
-
 using namespace Qt::StringLiterals;
 
 PaneCaptureBundle PaneCaptureBundle::make(PaneCaptureMetadata metadata, QString detectionText,
@@ -20,21 +18,13 @@ PaneCaptureBundle PaneCaptureBundle::make(PaneCaptureMetadata metadata, QString 
 
 std::expected<PaneCaptureBundle, PaneCaptureError> PaneCaptureBundle::load(const QString& directory)
 {
-    const QDir dir(directory);
-    const auto detection = CaptureFiles::readBounded(
-        dir.filePath(QLatin1StringView(CaptureFiles::detectionFile)), CaptureFiles::maximumTextBytes);
-    if (!detection)
-        return std::unexpected(detection.error());
-    const auto visible = CaptureFiles::readBounded(
-        dir.filePath(QLatin1StringView(CaptureFiles::visibleANSIFile)), CaptureFiles::maximumTextBytes);
-    if (!visible)
-        return std::unexpected(visible.error());
-    const auto metadataBytes = CaptureFiles::readBounded(
-        dir.filePath(QLatin1StringView(CaptureFiles::metadataFile)), CaptureFiles::maximumMetadataBytes);
-    if (!metadataBytes)
-        return std::unexpected(metadataBytes.error());
+    const auto files = CaptureFiles::readDirectoryFiles(directory);
+    if (!files)
+        return std::unexpected(files.error());
+    const QByteArray& detection = files->detection;
+    const QByteArray& visible = files->visibleANSI;
 
-    const auto json = JSONValue::parse(*metadataBytes);
+    const auto json = JSONValue::parse(files->metadata);
     if (!json)
         return std::unexpected(PaneCaptureError::invalidBundle(
             u"capture metadata is not JSON: "_s + json.error().errorDescription()));
@@ -43,15 +33,15 @@ std::expected<PaneCaptureBundle, PaneCaptureError> PaneCaptureBundle::load(const
         return std::unexpected(PaneCaptureError::invalidBundle(
             u"capture metadata could not be read: "_s + metadata.error().errorDescription()));
 
-    if (detection->size() != metadata->detectionByteCount
-        || visible->size() != metadata->visibleANSIByteCount)
+    if (detection.size() != metadata->detectionByteCount
+        || visible.size() != metadata->visibleANSIByteCount)
         return std::unexpected(PaneCaptureError::invalidBundle(u"byte count mismatch"_s));
-    if (CaptureFiles::sha256Hex(*detection) != metadata->detectionSHA256
-        || CaptureFiles::sha256Hex(*visible) != metadata->visibleANSISHA256)
+    if (CaptureFiles::sha256Hex(detection) != metadata->detectionSHA256
+        || CaptureFiles::sha256Hex(visible) != metadata->visibleANSISHA256)
         return std::unexpected(PaneCaptureError::invalidBundle(u"SHA-256 mismatch"_s));
-    if (!CaptureFiles::isValidUTF8(*detection) || !CaptureFiles::isValidUTF8(*visible))
+    if (!CaptureFiles::isValidUTF8(detection) || !CaptureFiles::isValidUTF8(visible))
         return std::unexpected(PaneCaptureError::invalidBundle(u"capture is not valid UTF-8"_s));
 
-    return PaneCaptureBundle{std::move(*metadata), QString::fromUtf8(*detection),
-                             QString::fromUtf8(*visible)};
+    return PaneCaptureBundle{std::move(*metadata), QString::fromUtf8(detection),
+                             QString::fromUtf8(visible)};
 }

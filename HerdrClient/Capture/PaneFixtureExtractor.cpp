@@ -167,21 +167,13 @@ extract(const QString& captureDirectory, const PaneFixtureAnnotations& annotatio
 
 std::expected<VerifiedFixture, PaneCaptureError> loadFixture(const QString& directory)
 {
-    const QDir dir(directory);
-    const auto metadataBytes = CaptureFiles::readBounded(
-        dir.filePath(QLatin1StringView(CaptureFiles::metadataFile)), CaptureFiles::maximumMetadataBytes);
-    if (!metadataBytes)
-        return std::unexpected(metadataBytes.error());
-    const auto detection = CaptureFiles::readBounded(
-        dir.filePath(QLatin1StringView(CaptureFiles::detectionFile)), CaptureFiles::maximumTextBytes);
-    if (!detection)
-        return std::unexpected(detection.error());
-    const auto visible = CaptureFiles::readBounded(
-        dir.filePath(QLatin1StringView(CaptureFiles::visibleANSIFile)), CaptureFiles::maximumTextBytes);
-    if (!visible)
-        return std::unexpected(visible.error());
+    const auto files = CaptureFiles::readDirectoryFiles(directory);
+    if (!files)
+        return std::unexpected(files.error());
+    const QByteArray& detection = files->detection;
+    const QByteArray& visible = files->visibleANSI;
 
-    const auto json = JSONValue::parse(*metadataBytes);
+    const auto json = JSONValue::parse(files->metadata);
     if (!json)
         return std::unexpected(PaneCaptureError::invalidBundle(
             u"fixture metadata is not JSON: "_s + json.error().errorDescription()));
@@ -194,11 +186,11 @@ std::expected<VerifiedFixture, PaneCaptureError> loadFixture(const QString& dire
         return std::unexpected(PaneCaptureError::invalidBundle(
             u"fixture metadata could not be read: "_s + metadata.error().errorDescription()));
 
-    if (CaptureFiles::sha256Hex(*detection) != metadata->fixtureDetectionSHA256
-        || CaptureFiles::sha256Hex(*visible) != metadata->fixtureVisibleANSISHA256)
+    if (CaptureFiles::sha256Hex(detection) != metadata->fixtureDetectionSHA256
+        || CaptureFiles::sha256Hex(visible) != metadata->fixtureVisibleANSISHA256)
         return std::unexpected(PaneCaptureError::invalidBundle(u"fixture SHA-256 mismatch"_s));
     const QString artifact =
-        artifactSHA256(*detection, *visible, metadata->annotations, metadata->sourceCapture,
+        artifactSHA256(detection, visible, metadata->annotations, metadata->sourceCapture,
                        metadata->region, metadata->sanitization);
     if (artifact != metadata->artifactSHA256)
         return std::unexpected(PaneCaptureError::invalidBundle(u"artifact SHA-256 mismatch"_s));
@@ -206,11 +198,11 @@ std::expected<VerifiedFixture, PaneCaptureError> loadFixture(const QString& dire
     if (!QFileInfo(QDir::cleanPath(directory)).fileName().endsWith(suffix))
         return std::unexpected(
             PaneCaptureError::invalidBundle(u"fixture directory is not content-addressed"_s));
-    if (!CaptureFiles::isValidUTF8(*detection) || !CaptureFiles::isValidUTF8(*visible))
+    if (!CaptureFiles::isValidUTF8(detection) || !CaptureFiles::isValidUTF8(visible))
         return std::unexpected(PaneCaptureError::invalidBundle(u"fixture is not valid UTF-8"_s));
 
-    return VerifiedFixture{std::move(*metadata), QString::fromUtf8(*detection),
-                           QString::fromUtf8(*visible)};
+    return VerifiedFixture{std::move(*metadata), QString::fromUtf8(detection),
+                           QString::fromUtf8(visible)};
 }
 
 std::expected<PaneFixtureMetadata, PaneCaptureError> verifyFixture(const QString& directory)

@@ -5,6 +5,7 @@
 #include "tests/support/FakeHerdrServer.h"
 #include "tests/support/FakeScenario.h"
 #include "tests/support/TestSupport.h"
+#include "tests/Capture/CaptureTestFiles.h"
 
 #include <QCryptographicHash>
 #include <QDir>
@@ -157,19 +158,6 @@ PaneCaptureBundle sampleBundle(const QString& paneID = u"w1:p2"_s)
     metadata.paneRevisionAfter = 4;
     metadata.capturedAt = u"2026-11-22T03:00:00Z"_s;
     return PaneCaptureBundle::make(metadata, u"› 1. Yes (y)\n"_s, u"\x1b[1m› 1. Yes (y)\x1b[0m\n"_s);
-}
-
-QByteArray readFile(const QString& path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
-
-void writeFile(const QString& path, const QByteArray& bytes)
-{
-    QFile file(path);
-    ASSERT_TRUE(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
-    file.write(bytes);
 }
 
 TEST(PaneCaptureWriterTest, WritesABundleThatLoadsBackEqual)

@@ -1,5 +1,6 @@
 #include "HerdrClient/Capture/PaneCaptureWriter.h"
 #include "HerdrClient/Capture/PaneFixtureExtractor.h"
+#include "tests/Capture/CaptureTestFiles.h"
 
 #include <QDir>
 #include <QFile>
@@ -10,19 +11,6 @@
 using namespace Qt::StringLiterals;
 
 namespace {
-
-QByteArray readFile(const QString& path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
-
-void writeFile(const QString& path, const QByteArray& bytes)
-{
-    QFile file(path);
-    ASSERT_TRUE(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
-    file.write(bytes);
-}
 
 PaneFixtureAnnotations sampleAnnotations()
 {
