@@ -39,7 +39,8 @@ SessionRuntime::SessionRuntime(SessionDescriptor descriptor, HerdrEndpoint endpo
       m_client(std::move(dependencies.client)),
       m_clock(std::move(dependencies.clock)),
       m_streamOptions(std::move(dependencies.streamOptions)),
-      m_store(m_clock.now)
+      m_store(m_clock.now),
+      m_attention(m_descriptor.id() == SessionDescriptor::localDefaultID, dependencies.environment)
 {
     Q_ASSERT(m_client);
 }
@@ -137,12 +138,8 @@ QString SessionRuntime::unreachableMessage() const
 
 std::vector<QString> SessionRuntime::blockedRootPaneIDs() const
 {
-    std::vector<QString> result;
-    for (const auto& root : m_agentTree.roots()) {
-        if (m_store.derivedStatus(root) == RollupStatus::blocked)
-            result.push_back(root);
-    }
-    return result;
+    const auto roots = m_attention.attention().blockedPaneIDs();
+    return {roots.begin(), roots.end()};
 }
 
 bool SessionRuntime::hasWorkingPanes() const
@@ -200,14 +197,22 @@ QCoro::Task<> SessionRuntime::pollOnce()
     const StateTransitionResult transitions = m_store.reconcileTransitions(*snapshot);
     refreshAttention(m_clock.now());
     resubscribeIfPanesAreUnwatched();
+    co_await react(transitions, selected, Origin::poll);
+}
 
-    co_await reconcileInteractions(transitions.newlyBlockedPaneIDs, true);
+QCoro::Task<> SessionRuntime::react(StateTransitionResult transitions,
+                                    std::optional<QString> selected, Origin origin)
+{
+    QPointer self{this};
+    // Only a poll counts towards the coordinators' fallback cadence and refreshes the agent mode.
+    const bool polled = origin == Origin::poll;
+    co_await reconcileInteractions(transitions.newlyBlockedPaneIDs, polled);
     if (!self)
         co_return;
-    co_await reconcileActivity(selected, true);
+    co_await reconcileActivity(selected, polled);
     if (!self)
         co_return;
-    if (m_selectedPaneID) {
+    if (polled && m_selectedPaneID) {
         co_await refreshAgentMode(*m_selectedPaneID);
         if (!self)
             co_return;
@@ -215,7 +220,7 @@ QCoro::Task<> SessionRuntime::pollOnce()
     co_await captureCompletionSummaries(transitions.newlyFinishedPaneIDs);
     if (!self)
         co_return;
-    co_await tellHost(transitions, selected);
+    co_await tellHost(std::move(transitions), std::move(selected));
 }
 
 void SessionRuntime::resubscribeIfPanesAreUnwatched()
@@ -300,22 +305,10 @@ QCoro::Task<> SessionRuntime::handle(EventEnvelope envelope)
         setError(u"herdr rejected the event subscription: "_s + text.value_or(u"invalid_request"_s));
         co_return;
     }
-    QPointer self{this};
     const auto selected = m_selectedPaneID;
     const StateTransitionResult transitions = m_store.applyTransitions(envelope);
     refreshAttention(m_clock.now());
-    // Unlike a poll, an event neither counts towards the coordinators' fallback cadence nor
-    // refreshes the agent mode.
-    co_await reconcileInteractions(transitions.newlyBlockedPaneIDs, false);
-    if (!self)
-        co_return;
-    co_await reconcileActivity(selected, false);
-    if (!self)
-        co_return;
-    co_await captureCompletionSummaries(transitions.newlyFinishedPaneIDs);
-    if (!self)
-        co_return;
-    co_await tellHost(transitions, selected);
+    co_await react(transitions, selected, Origin::event);
 }
 
 QCoro::Task<bool> SessionRuntime::liveHasUnwatchedPane(std::set<QString> watched)
@@ -405,19 +398,7 @@ void SessionRuntime::cancelPauses(Loop loop)
 
 void SessionRuntime::refreshAttention(Timestamp now)
 {
-    Q_UNUSED(now);
-    const bool isLocalDefault = m_descriptor.id() == SessionDescriptor::localDefaultID;
-    std::vector<PaneInfo> panes;
-    panes.reserve(m_store.panes().size());
-    for (const auto& [paneID, pane] : m_store.panes())
-        panes.push_back(pane);
-    const QByteArray registry = isLocalDefault ? harnessRegistry() : QByteArray();
-    m_agentTree = AgentTree(panes, registry, isLocalDefault);
-}
-
-QByteArray SessionRuntime::harnessRegistry() const
-{
-    return {};
+    m_agentTree = m_attention.refresh(m_store.panes(), now).tree;
 }
 
 QCoro::Task<> SessionRuntime::reconcileInteractions(std::vector<QString> newlyBlocked,

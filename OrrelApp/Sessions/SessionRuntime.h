@@ -1,5 +1,6 @@
 #pragma once
 
+#include "HerdrClient/Attention/SessionAttention.h"
 #include "HerdrClient/Sessions/SessionDescriptor.h"
 #include "HerdrClient/State/AgentTree.h"
 #include "HerdrClient/State/StateStore.h"
@@ -44,6 +45,8 @@ public:
         std::function<EventStreamOptions()> streamOptions = [] {
             return EventStreamOptions::fromEnvironment(processEnvironment());
         };
+        // Where the local default session finds the ask files and the pi sentinel directory.
+        Environment environment = processEnvironment();
     };
 
     SessionRuntime(SessionDescriptor descriptor, HerdrEndpoint endpoint, Dependencies dependencies,
@@ -76,10 +79,16 @@ public:
     const std::optional<QString>& error() const { return m_error; }
     QString errorText() const { return m_error.value_or(QString()); }
     const AgentTree& agentTree() const { return m_agentTree; }
+    // Who needs the person, as of the last cycle.
+    const AttentionSnapshot& attention() const { return m_attention.attention(); }
+    // The alerts not yet taken whose item still stands; the queue empties.
+    std::vector<AttentionItem> takeNewAlerts() { return m_attention.takeNewAlerts(); }
+    // The pi harness files; absent for any session other than the local default one.
+    PiHarnessFiles* harnessFiles() { return m_attention.harnessFiles(); }
     std::optional<bool> eventIncludesPerPaneStatus() const { return m_eventIncludesPerPaneStatus; }
     bool isPolling() const { return m_pollRunning; }
 
-    // Roots whose pane is blocked: what keeps the poll at its fast rate.
+    // Roots with an attention item, in grace or not: what keeps the poll at its fast rate.
     std::vector<QString> blockedRootPaneIDs() const;
     bool hasWorkingPanes() const;
     std::optional<QString> selectedPaneID() const { return m_selectedPaneID; }
@@ -98,11 +107,15 @@ Q_SIGNALS:
 
 private:
     enum class Loop { poll, events };
+    enum class Origin { poll, event };
     struct PauseAwaiter;
 
     QCoro::Task<> runPolls(quint64 generation);
     QCoro::Task<> runEvents(quint64 generation, bool includePerPaneStatus);
     QCoro::Task<> failPoll();
+    // The cycle after the merge: the reactions in their order, then the host.
+    QCoro::Task<> react(StateTransitionResult transitions, std::optional<QString> selected,
+                        Origin origin);
     void resubscribeIfPanesAreUnwatched();
     // Sleeps on the injected clock; a cancellation of `loop` ends it at once.
     QCoro::Task<> pause(Seconds duration, Loop loop);
@@ -124,8 +137,6 @@ private:
                                     bool countsTowardFallbackCadence);
     QCoro::Task<> refreshAgentMode(QString paneID);
     QCoro::Task<> captureCompletionSummaries(std::vector<QString> paneIDs);
-    // The pi harness registry of the local default session; empty until its reader is wired.
-    QByteArray harnessRegistry() const;
 
     SessionDescriptor m_descriptor;
     HerdrEndpoint m_endpoint;
@@ -134,6 +145,7 @@ private:
     std::function<EventStreamOptions()> m_streamOptions;
     StateStore m_store;
     AgentTree m_agentTree;
+    SessionAttention m_attention;
     Connection m_connection = Connection::connecting;
     std::optional<QString> m_error;
     std::optional<QString> m_selectedPaneID;

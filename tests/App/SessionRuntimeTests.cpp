@@ -83,6 +83,13 @@ protected:
     {
         runtime.reset();
         EXPECT_TRUE(HerdrClient::socketQueue()->waitForDone(5000)) << "a socket thread was left";
+        // What the runtime left suspended (a reply on its way, a sleep on the clock) must see
+        // that it is gone and end, rather than outlive the test.
+        for (int round = 0; round < 3; ++round) {
+            QCoreApplication::processEvents();
+            clock.advance(std::chrono::hours(1));
+        }
+        EXPECT_EQ(clock.pendingSleeps(), 0u);
     }
 
     SessionRuntime& make(SessionDescriptor descriptor = SessionDescriptor::localDefault({}),
