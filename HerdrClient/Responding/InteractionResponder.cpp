@@ -24,8 +24,9 @@ public:
     {
     }
 
-    QCoro::Task<InteractionResponseOutcome> run(InteractionPhaseCallback onPhase);
-    QCoro::Task<InteractionResponseOutcome> runKeys(std::vector<QString> keys, InteractionPhaseCallback onPhase);
+    // With `ownKeys`, those keys take the place of the kind test and the plan.
+    QCoro::Task<InteractionResponseOutcome> run(InteractionPhaseCallback onPhase,
+                                                std::optional<std::vector<QString>> ownKeys);
 
 private:
     QCoro::Task<InteractionReadResult> read();
@@ -192,7 +193,8 @@ QCoro::Task<std::optional<PendingInteraction>> ResponseRun::settle(PendingIntera
     co_return std::nullopt;
 }
 
-QCoro::Task<InteractionResponseOutcome> ResponseRun::run(InteractionPhaseCallback onPhase)
+QCoro::Task<InteractionResponseOutcome> ResponseRun::run(InteractionPhaseCallback onPhase,
+                                                         std::optional<std::vector<QString>> ownKeys)
 {
     co_await tellPhase(onPhase, InteractionResponsePhase::revalidating);
     InteractionReadResult fresh = co_await read();
@@ -202,16 +204,23 @@ QCoro::Task<InteractionResponseOutcome> ResponseRun::run(InteractionPhaseCallbac
         co_return std::unexpected(
             failed(InteractionResponderError::staleInteraction(m_request.expectedFingerprint, *fresh)));
     const InteractionResponseIntent& intent = m_request.intent;
-    if (!InteractionResponder::kindAllows(fresh->kind, intent.kind))
-        co_return std::unexpected(failed(InteractionResponderError::unsupportedIntent(fresh->kind, intent)));
-    if (intent.hasText() && intent.textHasControlCharacters())
-        co_return std::unexpected(failed(InteractionResponderError::controlCharactersInText()));
-    auto plan = m_gate.planner.plan(intent, *fresh);
-    if (!plan)
-        co_return std::unexpected(failed(plan.error()));
+    InteractionPlanningResult plan = InteractionResponsePlan::noOp();
+    if (ownKeys) {
+        // The person chose these keys themselves; only the fingerprint stands between them and the pane.
+        if (!ownKeys->empty())
+            plan = InteractionResponsePlan{{InteractionResponseOperation::sendKeys(std::move(*ownKeys))}};
+    } else {
+        if (!InteractionResponder::kindAllows(fresh->kind, intent.kind))
+            co_return std::unexpected(failed(InteractionResponderError::unsupportedIntent(fresh->kind, intent)));
+        if (intent.hasText() && intent.textHasControlCharacters())
+            co_return std::unexpected(failed(InteractionResponderError::controlCharactersInText()));
+        plan = m_gate.planner.plan(intent, *fresh);
+        if (!plan)
+            co_return std::unexpected(failed(plan.error()));
+    }
 
     co_await tellPhase(onPhase, InteractionResponsePhase::sending);
-    const bool multiSelect = fresh->presentation.mechanism == InteractionMechanism::multiSelect;
+    const bool multiSelect = !ownKeys && fresh->presentation.mechanism == InteractionMechanism::multiSelect;
     if (multiSelect && intent.kind == Kind::submit) {
         if (auto sent = co_await sendMultiSelectSubmit(*plan); !sent)
             co_return std::unexpected(sent.error());
@@ -229,40 +238,13 @@ QCoro::Task<InteractionResponseOutcome> ResponseRun::run(InteractionPhaseCallbac
     co_return InteractionResponseResult{std::move(*fresh), std::move(settled), m_sent};
 }
 
-QCoro::Task<InteractionResponseOutcome> ResponseRun::runKeys(std::vector<QString> keys,
-                                                             InteractionPhaseCallback onPhase)
-{
-    co_await tellPhase(onPhase, InteractionResponsePhase::revalidating);
-    InteractionReadResult fresh = co_await read();
-    if (!fresh)
-        co_return std::unexpected(failed(fresh.error()));
-    if (fresh->fingerprint() != m_request.expectedFingerprint)
-        co_return std::unexpected(
-            failed(InteractionResponderError::staleInteraction(m_request.expectedFingerprint, *fresh)));
-    co_await tellPhase(onPhase, InteractionResponsePhase::sending);
-    if (keys.empty())
-        co_return InteractionResponseResult{std::move(*fresh), std::nullopt, m_sent};
-    if (auto sent = co_await send(InteractionResponseOperation::sendKeys(std::move(keys))); !sent)
-        co_return std::unexpected(failed(sent.error()));
-    co_await tellPhase(onPhase, InteractionResponsePhase::settling);
-    std::optional<PendingInteraction> settled = co_await settle(*fresh);
-    co_return InteractionResponseResult{std::move(*fresh), std::move(settled), m_sent};
-}
-
-QCoro::Task<InteractionResponseOutcome> runKeysResponse(InteractionResponder::Gate gate,
-                                                        InteractionResponseRequest request, std::vector<QString> keys,
-                                                        InteractionPhaseCallback onPhase)
-{
-    ResponseRun run(std::move(gate), std::move(request));
-    co_return co_await run.runKeys(std::move(keys), std::move(onPhase));
-}
-
 QCoro::Task<InteractionResponseOutcome> runResponse(InteractionResponder::Gate gate,
                                                     InteractionResponseRequest request,
-                                                    InteractionPhaseCallback onPhase)
+                                                    InteractionPhaseCallback onPhase,
+                                                    std::optional<std::vector<QString>> ownKeys)
 {
     ResponseRun run(std::move(gate), std::move(request));
-    co_return co_await run.run(std::move(onPhase));
+    co_return co_await run.run(std::move(onPhase), std::move(ownKeys));
 }
 
 } // namespace
@@ -291,14 +273,14 @@ InteractionResponder::InteractionResponder(InteractionProviding& provider, Actio
 QCoro::Task<InteractionResponseOutcome> InteractionResponder::respond(InteractionResponseRequest request,
                                                                       InteractionPhaseCallback onPhase)
 {
-    return runResponse(m_gate, std::move(request), std::move(onPhase));
+    return runResponse(m_gate, std::move(request), std::move(onPhase), std::nullopt);
 }
 
 QCoro::Task<InteractionResponseOutcome> InteractionResponder::respondWithKeys(InteractionResponseRequest request,
                                                                               std::vector<QString> keys,
                                                                               InteractionPhaseCallback onPhase)
 {
-    return runKeysResponse(m_gate, std::move(request), std::move(keys), std::move(onPhase));
+    return runResponse(m_gate, std::move(request), std::move(onPhase), std::move(keys));
 }
 
 bool InteractionResponder::kindAllows(InteractionKind kind, InteractionResponseIntent::Kind intent)

@@ -197,3 +197,40 @@ TEST_F(SlowHerdrTest, AKeyHerdrNeverConfirmsIsNotCalledUnsent)
 }
 
 } // namespace
+
+namespace {
+
+// The scenario file's `after_keys` rules, which the races above rely on.
+TEST(FakeScenarioReactions, RedrawOncePerRuleAndRejectRulesWithoutATrigger)
+{
+    const auto pane = [](JSONValue rules) {
+        return JSONValue::object({{u"panes"_s, JSONValue::array({JSONValue::object(
+                                                    {{u"pane_id"_s, u"w1:p1"_s},
+                                                     {u"screen"_s, JSONValue::object({{u"visible"_s, u"before"_s}})},
+                                                     {u"after_keys"_s, std::move(rules)}})})}});
+    };
+    EXPECT_FALSE(FakeScenario::fromJSON(pane(JSONValue::array({JSONValue::object({{u"screen"_s, u"x"_s}})}))));
+
+    auto scenario = FakeScenario::fromJSON(pane(JSONValue::array(
+        {JSONValue::object({{u"text"_s, u"hi"_s}, {u"screen"_s, JSONValue::object({{u"visible"_s, u"typed"_s}})}}),
+         JSONValue::object({{u"keys"_s, JSONValue::array({u"enter"_s})},
+                            {u"screen"_s, JSONValue::object({{u"visible"_s, u"sent"_s}})}})})));
+    ASSERT_TRUE(scenario);
+    FakeHerdrServer server;
+    ASSERT_TRUE(server.start());
+    scenario->install(server);
+    HerdrClient client(HerdrEndpoint::unixSocket(server.socketPath()), 5.0);
+    const auto screen = [&] {
+        const auto read = runTask(client.request(
+            u"pane.read"_s, JSONValue::object({{u"pane_id"_s, u"w1:p1"_s}, {u"source"_s, u"visible"_s}})));
+        return *read->member(u"read")->member(u"text")->stringValue();
+    };
+    ASSERT_TRUE(runTask(client.request(u"pane.send_keys"_s, keysParams({u"enter"_s}))));
+    EXPECT_EQ(screen(), u"sent"_s);
+    ASSERT_TRUE(runTask(client.request(u"pane.send_text"_s, textParams(u"hi"_s))));
+    EXPECT_EQ(screen(), u"typed"_s);
+    ASSERT_TRUE(runTask(client.request(u"pane.send_keys"_s, keysParams({u"enter"_s}))));
+    EXPECT_EQ(screen(), u"typed"_s);
+}
+
+} // namespace
