@@ -39,6 +39,16 @@ bool parsePane(Parsed& parsed, const CommandContext& context, const QString& usa
     return true;
 }
 
+// What a plain send says: the pane and "sent", or a sentence for people.
+int reportSent(const CommandContext& context, const Parsed& parsed, const QString& sentence)
+{
+    if (parsed.parser.isSet(u"json"_s))
+        context.printJSON(JSONValue::object({{u"paneID"_s, parsed.positional[0]}, {u"result"_s, u"sent"_s}}));
+    else
+        context.print(sentence);
+    return ExitStatus::success;
+}
+
 QCoro::Task<int> runInterrupt(CommandContext context)
 {
     Parsed parsed;
@@ -49,11 +59,7 @@ QCoro::Task<int> runInterrupt(CommandContext context)
     const auto outcome = co_await Actions(*client).interrupt(pane);
     if (!outcome)
         co_return failAction(context, *client, outcome.error());
-    if (parsed.parser.isSet(u"json"_s))
-        context.printJSON(JSONValue::object({{u"paneID"_s, pane}, {u"result"_s, u"sent"_s}}));
-    else
-        context.print(u"Sent Escape to %1."_s.arg(pane));
-    co_return ExitStatus::success;
+    co_return reportSent(context, parsed, u"Sent Escape to %1."_s.arg(pane));
 }
 
 QCoro::Task<int> runSend(CommandContext context)
@@ -66,11 +72,7 @@ QCoro::Task<int> runSend(CommandContext context)
     const auto outcome = co_await Actions(*client).sendMessage(pane, parsed.positional[1]);
     if (!outcome)
         co_return failAction(context, *client, outcome.error());
-    if (parsed.parser.isSet(u"json"_s))
-        context.printJSON(JSONValue::object({{u"paneID"_s, pane}, {u"result"_s, u"sent"_s}}));
-    else
-        context.print(u"Sent to %1."_s.arg(pane));
-    co_return ExitStatus::success;
+    co_return reportSent(context, parsed, u"Sent to %1."_s.arg(pane));
 }
 
 QCoro::Task<int> runJump(CommandContext context)
