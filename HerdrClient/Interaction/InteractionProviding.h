@@ -1,6 +1,7 @@
 #pragma once
 
 #include "HerdrClient/Interaction/PendingInteraction.h"
+#include "HerdrClient/Support/Lifetime.h"
 #include "HerdrClient/Wire/HerdrError.h"
 
 #include <QCoroTask>
@@ -54,4 +55,10 @@ public:
     virtual QCoro::Task<InteractionReadResult> interaction(QString paneID,
                                                            std::optional<QString> agentID,
                                                            std::optional<quint64> paneRevision) = 0;
+
+    // Expires when this reader ends: a read that outlives it gives up at its next step.
+    Lifetime::Guard lifetime() const { return m_lifetime.guard(); }
+
+private:
+    Lifetime m_lifetime;
 };

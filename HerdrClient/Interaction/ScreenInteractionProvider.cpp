@@ -14,11 +14,14 @@ ScreenInteractionProvider::ScreenInteractionProvider(RequestSending& client,
 QCoro::Task<InteractionReadResult> ScreenInteractionProvider::interaction(
     QString paneID, std::optional<QString> agentID, std::optional<quint64> paneRevision)
 {
+    const Lifetime::Guard alive = lifetime();
     PaneReadParams detectionParams;
     detectionParams.paneID = paneID;
     detectionParams.source = ReadSource::detection;
     const RequestResult detection =
         co_await m_client.request(u"pane.read"_s, detectionParams.asJSONValue());
+    if (!alive)
+        co_return std::unexpected(InteractionProviderError::unreadablePane(paneID));
     if (!detection) {
         // A reply that is not JSON at all is as unreadable as one without a "read".
         if (detection.error().parseError())
@@ -36,6 +39,8 @@ QCoro::Task<InteractionReadResult> ScreenInteractionProvider::interaction(
     visibleParams.stripAnsi = false;
     const RequestResult visible =
         co_await m_client.request(u"pane.read"_s, visibleParams.asJSONValue());
+    if (!alive)
+        co_return std::unexpected(InteractionProviderError::unreadablePane(paneID));
     std::optional<QString> visibleText;
     if (visible) {
         if (auto read = PaneReadResult::fromResult(*visible))

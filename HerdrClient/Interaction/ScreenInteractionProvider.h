@@ -4,8 +4,8 @@
 #include "HerdrClient/Interaction/PromptClassifier.h"
 #include "HerdrClient/Wire/RequestSending.h"
 
-// Reads a pane twice through herdr and hands the texts to the classifier. The client must
-// outlive every read started here.
+// Reads a pane twice through herdr and hands the texts to the classifier. A read that outlives
+// the provider or its client ends as an unreadable pane.
 class ScreenInteractionProvider final : public InteractionProviding {
 public:
     ScreenInteractionProvider(RequestSending& client, PromptClassifier classifier);
@@ -22,6 +22,6 @@ public:
     const PromptClassifier& classifier() const { return m_classifier; }
 
 private:
-    RequestSending& m_client;
+    RequestSendingHandle m_client;
     PromptClassifier m_classifier;
 };

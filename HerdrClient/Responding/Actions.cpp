@@ -36,8 +36,8 @@ JSONValue idParams(const QString& key, const QString& id)
 
 QCoro::Task<ActionSendResult> Actions::send(QString method, JSONValue params) const
 {
-    RequestSending* client = m_client;
-    const RequestResult result = co_await client->request(method, std::move(params));
+    const RequestSendingHandle client = m_client;
+    const RequestResult result = co_await client.request(method, std::move(params));
     if (!result)
         co_return std::unexpected(ActionFailure::fromRequest(method, result.error()));
     co_return ActionSendResult{};
@@ -81,7 +81,7 @@ QCoro::Task<ActionOutcome> Actions::cycleAgentMode(QString paneID) const
 QCoro::Task<ActionOutcome> Actions::sendMessage(QString paneID, QString text) const
 {
     const Actions self = *this;
-    const auto got = co_await self.m_client->request(u"pane.get"_s, paneParams(paneID));
+    const auto got = co_await self.m_client.request(u"pane.get"_s, paneParams(paneID));
     if (!got)
         co_return std::unexpected(ActionFailure(got.error()));
     const auto pane = paneOf(*got);
@@ -95,7 +95,7 @@ QCoro::Task<ActionOutcome> Actions::sendMessage(QString paneID, QString text) co
 QCoro::Task<ActionOutcome> Actions::interrupt(QString paneID) const
 {
     const Actions self = *this;
-    const auto got = co_await self.m_client->request(u"pane.get"_s, paneParams(paneID));
+    const auto got = co_await self.m_client.request(u"pane.get"_s, paneParams(paneID));
     if (!got)
         co_return std::unexpected(ActionFailure(got.error()));
     const auto pane = paneOf(*got);
@@ -113,19 +113,19 @@ QCoro::Task<ActionOutcome> Actions::interrupt(QString paneID) const
 QCoro::Task<std::expected<void, RequestFailure>>
 Actions::focusPath(QString paneID, std::optional<QString> workspaceID, std::optional<QString> tabID) const
 {
-    RequestSending* client = m_client;
+    const RequestSendingHandle client = m_client;
     if (workspaceID) {
-        const auto r = co_await client->request(u"workspace.focus"_s,
+        const auto r = co_await client.request(u"workspace.focus"_s,
                                                 idParams(u"workspace_id"_s, *workspaceID));
         if (!r)
             co_return std::unexpected(r.error());
     }
     if (tabID) {
-        const auto r = co_await client->request(u"tab.focus"_s, idParams(u"tab_id"_s, *tabID));
+        const auto r = co_await client.request(u"tab.focus"_s, idParams(u"tab_id"_s, *tabID));
         if (!r)
             co_return std::unexpected(r.error());
     }
-    const auto r = co_await client->request(u"pane.focus"_s, paneParams(paneID));
+    const auto r = co_await client.request(u"pane.focus"_s, paneParams(paneID));
     if (!r)
         co_return std::unexpected(r.error());
     co_return std::expected<void, RequestFailure>();
@@ -138,7 +138,7 @@ QCoro::Task<ActionOutcome> Actions::jump(QString paneID, std::optional<QString> 
     const Actions self = *this;
     if (!workspaceID || !tabID) {
         // A failed look-up is no reason not to focus the pane itself.
-        const auto got = co_await self.m_client->request(u"pane.get"_s, paneParams(paneID));
+        const auto got = co_await self.m_client.request(u"pane.get"_s, paneParams(paneID));
         const JSONValue* pane = got ? got->member(u"pane") : nullptr;
         if (pane && !workspaceID && pane->member(u"workspace_id"))
             workspaceID = pane->member(u"workspace_id")->stringValue();

@@ -27,12 +27,12 @@ using ActionOutcome = std::expected<ActionResult, ActionFailure>;
 
 // The one place where a person's direct commands become herdr calls. Anything beyond a plain
 // send first asks herdr what the pane is doing, and refuses when the answer no longer fits.
-// The client and the terminal must outlive every call started here.
+// A call that outlives the client sends nothing more; the terminal must outlive every call.
 class Actions {
 public:
     explicit Actions(RequestSending& client, TerminalPresenting* terminal = nullptr,
                      Clock clock = Clock::system())
-        : m_client(&client), m_terminal(terminal), m_clock(std::move(clock))
+        : m_client(client), m_terminal(terminal), m_clock(std::move(clock))
     {
     }
 
@@ -58,7 +58,7 @@ private:
                                                                std::optional<QString> workspaceID,
                                                                std::optional<QString> tabID) const;
 
-    RequestSending* m_client;
+    RequestSendingHandle m_client;
     TerminalPresenting* m_terminal;
     Clock m_clock;
 };

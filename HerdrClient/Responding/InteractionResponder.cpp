@@ -57,6 +57,8 @@ private:
 
 QCoro::Task<InteractionReadResult> ResponseRun::read()
 {
+    if (!m_gate.providerAlive)
+        co_return std::unexpected(InteractionProviderError::unreadablePane(m_request.paneID));
     co_return co_await m_gate.provider->interaction(m_request.paneID, m_request.agentID, m_request.paneRevision);
 }
 
@@ -261,7 +263,7 @@ QString toString(InteractionResponsePhase phase)
 
 InteractionResponder::InteractionResponder(InteractionProviding& provider, Actions actions, Clock clock,
                                            Settings settings)
-    : m_gate{&provider, actions, InteractionResponsePlanner{}, settings, std::move(clock.sleep)}
+    : m_gate{&provider, provider.lifetime(), actions, InteractionResponsePlanner{}, settings, std::move(clock.sleep)}
 {
 }
 

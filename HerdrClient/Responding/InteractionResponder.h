@@ -12,8 +12,8 @@
 // pane again, compare the fingerprint with what the person saw, test the intent against the
 // prompt's kind, plan on the fresh read, send, and watch the prompt settle.
 //
-// Stateless between calls, and a call may outlive the responder; the provider and the client
-// behind `actions` must outlive every call.
+// Stateless between calls, and a call may outlive the responder. A call that outlives the
+// provider or the client behind `actions` fails at its next step and sends nothing more.
 class InteractionResponder final : public InteractionResponding {
 public:
     static constexpr int standardSettleAttempts = 8;
@@ -47,6 +47,7 @@ public:
     // Everything a call needs, copied into it so that the call does not depend on `this`.
     struct Gate {
         InteractionProviding* provider;
+        Lifetime::Guard providerAlive;
         Actions actions;
         InteractionResponsePlanner planner;
         Settings settings;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "HerdrClient/Support/Lifetime.h"
 #include "HerdrClient/Wire/HerdrError.h"
 #include "HerdrClient/Wire/JSONValue.h"
 
@@ -22,4 +23,27 @@ public:
     {
         return request(std::move(method), std::move(params), QStringLiteral("1"));
     }
+
+    // Expires when this sender ends.
+    Lifetime::Guard lifetime() const { return m_lifetime.guard(); }
+
+private:
+    Lifetime m_lifetime;
+};
+
+// A sender as a call that may outlive it holds it: once the sender has ended, every request
+// fails as a closed connection, and nothing is sent.
+class RequestSendingHandle {
+public:
+    explicit RequestSendingHandle(RequestSending& client)
+        : m_client(&client), m_alive(client.lifetime())
+    {
+    }
+
+    QCoro::Task<RequestResult> request(QString method, JSONValue params) const;
+    bool isAlive() const { return bool(m_alive); }
+
+private:
+    RequestSending* m_client;
+    Lifetime::Guard m_alive;
 };
