@@ -12,6 +12,15 @@ namespace {
 // After a pass of the event task ends, so that a new list of panes takes effect.
 constexpr Seconds resubscribePause{0.5};
 
+// The coordinators pause between the reads of a settling prompt; the runtime's own pauses
+// may run on timers instead of the clock.
+Clock withSleep(Clock clock)
+{
+    if (!clock.sleep)
+        clock.sleep = Clock::system().sleep;
+    return clock;
+}
+
 JSONValue emptyParams()
 {
     return JSONValue(JSONValue::Object{});
@@ -38,6 +47,11 @@ SessionRuntime::SessionRuntime(SessionDescriptor descriptor, HerdrEndpoint endpo
       m_endpoint(std::move(endpoint)),
       m_client(std::move(dependencies.client)),
       m_clock(std::move(dependencies.clock)),
+      m_actions(*m_client, nullptr, withSleep(m_clock)),
+      m_reader(*m_client, PromptClassifier(ScreenAdapterRegistry::standard())),
+      m_responder(m_reader, m_actions, withSleep(m_clock)),
+      m_interactions(std::make_unique<InteractionCoordinator>(m_reader, m_responder,
+                                                              withSleep(m_clock))),
       m_streamOptions(std::move(dependencies.streamOptions)),
       m_store(m_clock.now),
       m_attention(m_descriptor.id() == SessionDescriptor::localDefaultID, dependencies.environment)
@@ -193,7 +207,7 @@ QCoro::Task<> SessionRuntime::pollOnce()
     }
     setConnection(Connection::connected);
     setError(std::nullopt);
-    const auto selected = m_selectedPaneID;
+    const auto selected = selectedPaneID();
     const StateTransitionResult transitions = m_store.reconcileTransitions(*snapshot);
     refreshAttention(m_clock.now());
     resubscribeIfPanesAreUnwatched();
@@ -212,8 +226,8 @@ QCoro::Task<> SessionRuntime::react(StateTransitionResult transitions,
     co_await reconcileActivity(selected, polled);
     if (!self)
         co_return;
-    if (polled && m_selectedPaneID) {
-        co_await refreshAgentMode(*m_selectedPaneID);
+    if (const auto selectedNow = selectedPaneID(); polled && selectedNow) {
+        co_await refreshAgentMode(*selectedNow);
         if (!self)
             co_return;
     }
@@ -242,7 +256,7 @@ QCoro::Task<> SessionRuntime::failPoll()
     setConnection(Connection::unavailable);
     setError(unreachableMessage());
     // What was known stays shown; the host still hears of the cycle.
-    co_await tellHost({}, m_selectedPaneID);
+    co_await tellHost({}, selectedPaneID());
 }
 
 // The event task.
@@ -305,7 +319,7 @@ QCoro::Task<> SessionRuntime::handle(EventEnvelope envelope)
         setError(u"herdr rejected the event subscription: "_s + text.value_or(u"invalid_request"_s));
         co_return;
     }
-    const auto selected = m_selectedPaneID;
+    const auto selected = selectedPaneID();
     const StateTransitionResult transitions = m_store.applyTransitions(envelope);
     refreshAttention(m_clock.now());
     co_await react(transitions, selected, Origin::event);
@@ -393,20 +407,37 @@ void SessionRuntime::cancelPauses(Loop loop)
     }
 }
 
-// The cycle's reactions. Interactions, activity, agent modes and completion summaries belong to
-// coordinators that do not exist yet; their places in the cycle are kept here.
+// The cycle's reactions.
 
 void SessionRuntime::refreshAttention(Timestamp now)
 {
     m_agentTree = m_attention.refresh(m_store.panes(), now).tree;
 }
 
+QCoro::Task<> SessionRuntime::select(std::optional<QString> paneID)
+{
+    if (!paneID) {
+        m_interactions->clearSelection();
+        co_return;
+    }
+    co_await m_interactions->select(*paneID);
+}
+
 QCoro::Task<> SessionRuntime::reconcileInteractions(std::vector<QString> newlyBlocked,
                                                     bool countsTowardFallbackCadence)
 {
-    Q_UNUSED(newlyBlocked);
-    Q_UNUSED(countsTowardFallbackCadence);
-    co_return;
+    std::vector<InteractionPaneSnapshot> panes;
+    panes.reserve(m_store.panes().size());
+    for (const auto& [paneID, pane] : m_store.panes()) {
+        const RollupStatus status = m_store.derivedStatus(paneID);
+        panes.push_back(InteractionPaneSnapshot{paneID, pane.agent, pane.revision,
+                                                status == RollupStatus::blocked,
+                                                status == RollupStatus::working});
+    }
+    SessionRuntimeHost* h = host();
+    const bool preserve = h && h->preservesResolvedSelection();
+    co_await m_interactions->reconcile(std::move(panes), std::move(newlyBlocked), preserve,
+                                       countsTowardFallbackCadence);
 }
 
 QCoro::Task<> SessionRuntime::reconcileActivity(std::optional<QString> selectedPaneID,

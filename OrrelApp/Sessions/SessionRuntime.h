@@ -1,6 +1,10 @@
 #pragma once
 
 #include "HerdrClient/Attention/SessionAttention.h"
+#include "HerdrClient/Interaction/ScreenInteractionProvider.h"
+#include "HerdrClient/Responding/Actions.h"
+#include "HerdrClient/Responding/InteractionCoordinator.h"
+#include "HerdrClient/Responding/InteractionResponder.h"
 #include "HerdrClient/Sessions/SessionDescriptor.h"
 #include "HerdrClient/State/AgentTree.h"
 #include "HerdrClient/State/StateStore.h"
@@ -91,8 +95,13 @@ public:
     // Roots with an attention item, in grace or not: what keeps the poll at its fast rate.
     std::vector<QString> blockedRootPaneIDs() const;
     bool hasWorkingPanes() const;
-    std::optional<QString> selectedPaneID() const { return m_selectedPaneID; }
-    void select(std::optional<QString> paneID) { m_selectedPaneID = std::move(paneID); }
+    // The prompts of this session's waiting panes, and the person's answers to them.
+    InteractionCoordinator& interactions() { return *m_interactions; }
+    const InteractionCoordinator& interactions() const { return *m_interactions; }
+    const Actions& actions() const { return m_actions; }
+    std::optional<QString> selectedPaneID() const { return m_interactions->selectedPaneID(); }
+    // Selects a pane and reads its prompt; nothing selected without an id.
+    QCoro::Task<> select(std::optional<QString> paneID);
 
     // The delay before the next poll, from the state of this cycle and what the host shows.
     Seconds nextPollDelay() const;
@@ -142,13 +151,17 @@ private:
     HerdrEndpoint m_endpoint;
     std::unique_ptr<HerdrClient> m_client;
     Clock m_clock;
+    // Declared after the client they use, so that they end before it.
+    Actions m_actions;
+    ScreenInteractionProvider m_reader;
+    InteractionResponder m_responder;
+    std::unique_ptr<InteractionCoordinator> m_interactions;
     std::function<EventStreamOptions()> m_streamOptions;
     StateStore m_store;
     AgentTree m_agentTree;
     SessionAttention m_attention;
     Connection m_connection = Connection::connecting;
     std::optional<QString> m_error;
-    std::optional<QString> m_selectedPaneID;
     std::optional<bool> m_eventIncludesPerPaneStatus;
 
     SessionRuntimeHost* m_host = nullptr;

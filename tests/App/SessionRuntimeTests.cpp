@@ -6,6 +6,8 @@
 
 #include <QCoreApplication>
 
+#include <future>
+
 #include <gtest/gtest.h>
 
 using namespace Qt::StringLiterals;
@@ -61,7 +63,8 @@ JSONValue scenarioJSON()
         "workspaces":[{"workspace_id":"w1","label":"api"},{"workspace_id":"w2","label":"web"}],
         "tabs":[{"tab_id":"w1:t1","workspace_id":"w1","label":"agents"},
                 {"tab_id":"w2:t1","workspace_id":"w2","label":"main"}],
-        "panes":[{"pane_id":"w1:p1","agent":"claude","agent_status":"blocked","focused":true},
+        "panes":[{"pane_id":"w1:p1","agent":"claude","agent_status":"blocked","focused":true,
+                  "screen":{"visible":"─────────────────────────────────────────\n Bash command\n\n   npm run migrate\n   Run the migrations\n\n Do you want to proceed?\n ❯ 1. Yes\n   2. No, and tell Claude what to do differently (esc)\n\n Esc to cancel\n"}},
                  {"pane_id":"w1:p2","agent":"codex","agent_status":"working",
                   "tokens":{"nh_parent":"w1:p1"}},
                  {"pane_id":"w2:p1","agent":"pi","agent_status":"idle"}]})")
@@ -133,7 +136,7 @@ TEST_F(SessionRuntimeTest, APollMergesBuildsTheTreeAndTellsTheHost)
 {
     SessionRuntime& r = make();
     EXPECT_EQ(r.connection(), SessionRuntime::Connection::connecting);
-    r.select(u"w2:p1"_s);
+    runTask(r.select(u"w2:p1"_s), 5s);
     r.start(&host);
     ASSERT_TRUE(processEventsUntil([&] { return host.cycles.size() == 1; }));
     const Cycle& cycle = host.cycles.front();
@@ -376,6 +379,45 @@ TEST_F(SessionRuntimeTest, AHostThatIsGoneIsNotTold)
     // Without a host the runtime polls as for a visible session with the surface closed.
     ASSERT_TRUE(processEventsUntil([&] { return clock.requestedSleeps().size() == 2; }));
     EXPECT_EQ(clock.requestedSleeps().back(), 0.65);
+}
+
+TEST_F(SessionRuntimeTest, ACycleReadsThePromptOfAPaneThatBecameBlocked)
+{
+    SessionRuntime& r = make();
+    r.start(&host);
+    ASSERT_TRUE(processEventsUntil([&] { return host.cycles.size() == 1; }));
+    // The host hears of the cycle only after the prompt was read.
+    const auto state = r.interactions().state(u"w1:p1"_s);
+    ASSERT_TRUE(state && state->interaction);
+    EXPECT_EQ(state->interaction->kind, InteractionKind::approval);
+    EXPECT_FALSE(r.interactions().state(u"w1:p2"_s));
+    EXPECT_EQ(requestCount(u"pane.send_keys"_s), 0u);
+
+    runTask(r.select(u"w1:p1"_s), 5s);
+    EXPECT_EQ(r.selectedPaneID(), u"w1:p1"_s);
+    runTask(r.select(std::nullopt), 5s);
+    EXPECT_EQ(r.selectedPaneID(), std::nullopt);
+}
+
+TEST_F(SessionRuntimeTest, ARuntimeEndedWhileItReadsAPromptLeavesNothingBehind)
+{
+    std::promise<void> release;
+    std::shared_future<void> released = release.get_future().share();
+    server.setHandler(u"pane.read"_s, [released](const FakeRequest&) {
+        released.wait();
+        // A good answer, so that the reader would go on to its second read.
+        return FakeReply::result(JSONValue::object(
+            {{u"read"_s, JSONValue::object({{u"text"_s, u" Do you want to proceed?"_s}})}}));
+    });
+    make().start(&host);
+    ASSERT_TRUE(processEventsUntil([&] { return !server.requestsFor(u"pane.read"_s).empty(); }));
+    runtime.reset();
+    release.set_value();
+    // TearDown lets the read come back to a runtime that is gone.
+    EXPECT_TRUE(HerdrClient::socketQueue()->waitForDone(5000));
+    QCoreApplication::processEvents();
+    EXPECT_TRUE(host.cycles.empty());
+    EXPECT_EQ(server.requestsFor(u"pane.read"_s).size(), 1u);
 }
 
 } // namespace
