@@ -423,6 +423,75 @@ QCoro::Task<> SessionRuntime::select(std::optional<QString> paneID)
     co_await m_interactions->select(*paneID);
 }
 
+QCoro::Task<ActionOutcome> SessionRuntime::jump(QString paneID, TerminalPresenting* presenter) const
+{
+    // The store knows the way to the pane; without it the actions look it up.
+    std::optional<QString> workspaceID;
+    std::optional<QString> tabID;
+    if (const auto pane = m_store.panes().find(paneID); pane != m_store.panes().end()) {
+        workspaceID = pane->second.workspaceID;
+        tabID = pane->second.tabID;
+    }
+    return m_actions.jump(std::move(paneID), std::move(workspaceID), std::move(tabID), presenter);
+}
+
+QCoro::Task<ActionOutcome> SessionRuntime::reply(QString paneID, QString text, bool submit) const
+{
+    return m_actions.reply(std::move(paneID), std::move(text), submit);
+}
+
+QCoro::Task<ActionOutcome> SessionRuntime::sendRawKeys(QString paneID,
+                                                       std::vector<QString> keys) const
+{
+    return m_actions.sendRawKeys(std::move(paneID), std::move(keys));
+}
+
+QCoro::Task<ActionOutcome> SessionRuntime::cycleAgentMode(QString paneID) const
+{
+    return m_actions.cycleAgentMode(std::move(paneID));
+}
+
+QCoro::Task<ActionOutcome> SessionRuntime::interrupt(QString paneID) const
+{
+    return m_actions.interrupt(std::move(paneID));
+}
+
+QCoro::Task<std::expected<void, EscalationAnswerFailure>> SessionRuntime::sendEscalationAnswer(
+    QString questionID, QString ownerPaneID, std::optional<QString> originPaneID, QString message)
+{
+    const PiHarnessFiles* files = harnessFiles();
+    const auto fresh = files ? files->freshEscalation(questionID) : std::nullopt;
+    if (!fresh || fresh->ownerPaneID != ownerPaneID || fresh->originPaneID != originPaneID ||
+        !fresh->canAnswer())
+        co_return std::unexpected(EscalationChanged{questionID});
+    const Actions actions = m_actions;
+    const ActionOutcome sent = co_await actions.sendMessage(ownerPaneID, message);
+    if (!sent)
+        co_return std::unexpected(sent.error());
+    co_return std::expected<void, EscalationAnswerFailure>();
+}
+
+std::optional<NeedsHumanSignal> SessionRuntime::signal(const QString& rootPaneID) const
+{
+    for (const auto& item : attention().items) {
+        if (const auto* ask = item.explicitAsk(); ask && item.rootPaneID == rootPaneID)
+            return ask->signal;
+    }
+    return std::nullopt;
+}
+
+std::optional<EscalatedQuestion> SessionRuntime::escalation(const QString& questionID)
+{
+    const PiHarnessFiles* files = harnessFiles();
+    if (!files)
+        return std::nullopt;
+    for (const auto& question : files->journal().escalations) {
+        if (question.id == questionID)
+            return question;
+    }
+    return std::nullopt;
+}
+
 QCoro::Task<> SessionRuntime::reconcileInteractions(std::vector<QString> newlyBlocked,
                                                     bool countsTowardFallbackCadence)
 {

@@ -12,6 +12,7 @@
 #include "HerdrClient/Wire/EventEnvelope.h"
 #include "HerdrClient/Wire/EventStream.h"
 #include "HerdrClient/Wire/HerdrClient.h"
+#include "OrrelApp/Sessions/EscalationAnswerFailure.h"
 #include "OrrelApp/Sessions/SessionRuntimeHost.h"
 
 #include <QObject>
@@ -102,6 +103,22 @@ public:
     std::optional<QString> selectedPaneID() const { return m_interactions->selectedPaneID(); }
     // Selects a pane and reads its prompt; nothing selected without an id.
     QCoro::Task<> select(std::optional<QString> paneID);
+
+    // The person's direct commands to a pane of this session.
+    QCoro::Task<ActionOutcome> jump(QString paneID, TerminalPresenting* presenter) const;
+    QCoro::Task<ActionOutcome> reply(QString paneID, QString text, bool submit) const;
+    QCoro::Task<ActionOutcome> sendRawKeys(QString paneID, std::vector<QString> keys) const;
+    QCoro::Task<ActionOutcome> cycleAgentMode(QString paneID) const;
+    QCoro::Task<ActionOutcome> interrupt(QString paneID) const;
+    // Types `message` into the owner's pane, only while the question on disk is still the one
+    // the person answered, from the same owner and origin, and open to an answer.
+    QCoro::Task<std::expected<void, EscalationAnswerFailure>> sendEscalationAnswer(
+        QString questionID, QString ownerPaneID, std::optional<QString> originPaneID,
+        QString message);
+    // The explicit ask that stands for `rootPaneID` in the latest attention.
+    std::optional<NeedsHumanSignal> signal(const QString& rootPaneID) const;
+    // An open escalation of the pi journal; only the local default session has any.
+    std::optional<EscalatedQuestion> escalation(const QString& questionID);
 
     // The delay before the next poll, from the state of this cycle and what the host shows.
     Seconds nextPollDelay() const;

@@ -5,6 +5,9 @@
 #include "tests/support/TestSupport.h"
 
 #include <QCoreApplication>
+#include <QDir>
+#include <QFile>
+#include <QTemporaryDir>
 
 #include <future>
 
@@ -96,9 +99,10 @@ protected:
     }
 
     SessionRuntime& make(SessionDescriptor descriptor = SessionDescriptor::localDefault({}),
-                         double requestTimeout = 5.0)
+                         double requestTimeout = 5.0, Environment environment = {})
     {
         SessionRuntime::Dependencies dependencies;
+        dependencies.environment = std::move(environment);
         const auto endpoint = HerdrEndpoint::unixSocket(server.socketPath());
         dependencies.client = std::make_unique<HerdrClient>(endpoint, requestTimeout);
         dependencies.clock = clock.clock();
@@ -418,6 +422,48 @@ TEST_F(SessionRuntimeTest, ARuntimeEndedWhileItReadsAPromptLeavesNothingBehind)
     QCoreApplication::processEvents();
     EXPECT_TRUE(host.cycles.empty());
     EXPECT_EQ(server.requestsFor(u"pane.read"_s).size(), 1u);
+}
+
+TEST_F(SessionRuntimeTest, AnEscalationAnswerGoesOutOnlyWhileTheQuestionStands)
+{
+    QTemporaryDir sentinel;
+    ASSERT_TRUE(QDir(sentinel.path()).mkpath(u"questions"_s));
+    const auto writeJournal = [&](const QByteArray& extra) {
+        QFile file(sentinel.filePath(u"questions/questions.jsonl"_s));
+        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+        file.write(R"({"questionId":"q1","owner":{"paneId":"w2:p1"},"child":{"paneId":"w1:p2"},)"
+                   R"("origin":{"paneId":"w1:p1"},"questions":[{"question":"Which DB?"}]})"
+                   "\n"
+                   R"({"questionId":"q1","type":"escalated"})"
+                   "\n" + extra);
+    };
+    writeJournal({});
+    SessionRuntime& r = make(SessionDescriptor::localDefault({}), 5.0,
+                             Environment{{u"ORREL_PI_SENTINEL_DIR"_s, sentinel.path()}});
+    r.start(&host);
+    ASSERT_TRUE(processEventsUntil([&] { return host.cycles.size() == 1; }));
+    ASSERT_TRUE(r.escalation(u"q1"_s));
+    const QString message = u"[orrel] Answer for escalated question q1: pg"_s;
+
+    // The surface showed another origin: nothing goes out.
+    auto sent = runTask(r.sendEscalationAnswer(u"q1"_s, u"w2:p1"_s, u"w9"_s, message), 5s);
+    ASSERT_FALSE(sent);
+    EXPECT_TRUE(sent.error().escalationChanged());
+    EXPECT_TRUE(server.requestsFor(u"pane.send_text"_s).empty());
+
+    sent = runTask(r.sendEscalationAnswer(u"q1"_s, u"w2:p1"_s, u"w1:p1"_s, message), 5s);
+    ASSERT_TRUE(sent) << sent.error().errorDescription().toStdString();
+    ASSERT_EQ(server.requestsFor(u"pane.send_text"_s).size(), 1u);
+    EXPECT_EQ(server.requestsFor(u"pane.send_text"_s)[0].params.member(u"text")->stringValue(),
+              message);
+
+    // An answer on its way makes the question unanswerable until the journal settles it.
+    writeJournal(R"({"questionId":"q1","type":"resolve-intent"})");
+    sent = runTask(r.sendEscalationAnswer(u"q1"_s, u"w2:p1"_s, u"w1:p1"_s, message), 5s);
+    ASSERT_FALSE(sent);
+    EXPECT_EQ(sent.error().errorDescription(),
+              u"Escalation changed or delivery is unconfirmed. Nothing was sent; re-read its status."_s);
+    EXPECT_EQ(server.requestsFor(u"pane.send_text"_s).size(), 1u);
 }
 
 } // namespace
