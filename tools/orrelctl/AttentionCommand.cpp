@@ -26,24 +26,13 @@ QString timeText(Timestamp timestamp)
         .toString(Qt::ISODateWithMs);
 }
 
-// Text that came from an agent goes to a terminal: no control characters get through.
-QString printable(const QString& text)
-{
-    QString result = text;
-    for (QChar& c : result) {
-        if (c.category() == QChar::Other_Control || c.category() == QChar::Other_Format)
-            c = u' ';
-    }
-    return result;
-}
-
 QString itemLine(const QString& lead, const AttentionItem& item)
 {
     QString line = u"%1 %2 pane %3 root %4 reason %5 phase %6 since %7"_s.arg(
         lead, item.id, item.paneID, item.rootPaneID, reasonName(item.reason),
         toString(item.phase), timeText(item.since));
     if (const auto* ask = item.explicitAsk(); ask && !ask->signal.q.isEmpty())
-        line += u" question \"%1\""_s.arg(printable(ask->signal.q));
+        line += u" question \"%1\""_s.arg(printableText(ask->signal.q));
     if (const auto* escalation = item.escalation())
         line += u" question %1 worker %2"_s.arg(escalation->questionID, escalation->worker);
     return line;

@@ -110,3 +110,13 @@ const std::vector<OrrelctlCommand>& orrelctlCommands()
 {
     return registry();
 }
+
+QString printableText(const QString& text)
+{
+    QString result = text;
+    for (QChar& c : result) {
+        if (c.category() == QChar::Other_Control || c.category() == QChar::Other_Format)
+            c = u' ';
+    }
+    return result;
+}

@@ -68,3 +68,6 @@ std::unique_ptr<HerdrClient> clientFromOptions(const QCommandLineParser& parser,
 // The sentence for a herdr that cannot be reached, with the socket path.
 int failUnreachable(const CommandContext& context, const HerdrClient& client,
                     const RequestFailure& failure);
+
+// Text that came from an agent goes to a terminal: no control characters get through.
+QString printableText(const QString& text);

@@ -1,12 +1,12 @@
 // watch: one session runtime, printed cycle by cycle until Ctrl-C.
 #include "tools/orrelctl/Command.h"
+#include "tools/orrelctl/WatchHost.h"
 
 #include "HerdrClient/Wire/SocketPath.h"
 #include "OrrelApp/Sessions/SessionRuntime.h"
 
 #include <QCoroSignal>
 #include <QCoroTimer>
-#include <QElapsedTimer>
 #include <QSocketNotifier>
 #include <QStringList>
 
@@ -67,95 +67,6 @@ private:
     struct sigaction m_previousInt{};
     struct sigaction m_previousTerm{};
     std::unique_ptr<QSocketNotifier> m_notifier;
-};
-
-QString listOrNone(const std::vector<QString>& ids)
-{
-    return ids.empty() ? u"none"_s : QStringList(ids.begin(), ids.end()).join(u", "_s);
-}
-
-// Prints each cycle: the connection, the error, what became blocked or finished, and the
-// roots of the agent tree with their workers.
-class WatchHost : public SessionRuntimeHost {
-public:
-    WatchHost(const CommandContext& context, bool json) : m_context(context), m_json(json)
-    {
-        m_clock.start();
-    }
-
-    QCoro::Task<> sessionRuntimeDidObserve(SessionRuntime* runtime,
-                                           StateTransitionResult transitions,
-                                           std::optional<QString>) override
-    {
-        printState(*runtime, transitions);
-        co_return;
-    }
-
-    // A change outside a cycle, such as a rejected subscription.
-    void errorChanged(const SessionRuntime& runtime)
-    {
-        if (runtime.errorText() != m_lastPrintedError && runtime.error())
-            printState(runtime, {});
-    }
-
-    bool usesPerPaneStatusSubscriptions(const SessionRuntime&) const override { return true; }
-    bool isVisibleSession(const SessionRuntime&) const override { return true; }
-    bool preservesResolvedSelection() const override { return false; }
-    bool isSurfaceExpanded() const override { return false; }
-
-private:
-    void printState(const SessionRuntime& runtime, const StateTransitionResult& transitions)
-    {
-        m_lastPrintedError = runtime.errorText();
-        const double elapsed = double(m_clock.elapsed()) / 1000.0;
-        const AgentTree& tree = runtime.agentTree();
-        const StateStore& store = runtime.store();
-        if (m_json) {
-            JSONValue::Array roots;
-            for (const auto& root : tree.roots()) {
-                roots.push_back(JSONValue::object(
-                    {{u"paneID"_s, root},
-                     {u"status"_s, toString(store.derivedStatus(root))},
-                     {u"workers"_s, JSONValue::fromStrings(tree.children(root))}}));
-            }
-            m_context.printJSON(withRoots(runtime, elapsed, transitions, std::move(roots)));
-            return;
-        }
-        QStringList roots;
-        for (const auto& root : tree.roots()) {
-            QString text = root + u" ("_s + toString(store.derivedStatus(root)) + u')';
-            if (const auto workers = tree.children(root); !workers.empty())
-                text += u" with "_s + listOrNone(workers);
-            roots << text;
-        }
-        QString line = u"+%1s %2"_s.arg(elapsed, 0, 'f', 3).arg(
-            SessionRuntime::toString(runtime.connection()));
-        if (runtime.error())
-            line += u": "_s + *runtime.error();
-        line += u"; newly blocked: "_s + listOrNone(transitions.newlyBlockedPaneIDs);
-        line += u"; newly finished: "_s + listOrNone(transitions.newlyFinishedPaneIDs);
-        line += u"; roots: "_s + (roots.isEmpty() ? u"none"_s : roots.join(u", "_s));
-        m_context.print(line);
-    }
-
-    static JSONValue withRoots(const SessionRuntime& runtime, double elapsed,
-                               const StateTransitionResult& transitions, JSONValue::Array roots)
-    {
-        return RecordWriter()
-            .set(u"sessionID"_s, runtime.sessionID())
-            .set(u"elapsed"_s, elapsed)
-            .set(u"connection"_s, SessionRuntime::toString(runtime.connection()))
-            .set(u"error"_s, runtime.error())
-            .set(u"newlyBlockedPaneIDs"_s, transitions.newlyBlockedPaneIDs)
-            .set(u"newlyFinishedPaneIDs"_s, transitions.newlyFinishedPaneIDs)
-            .set(u"roots"_s, JSONValue(std::move(roots)))
-            .value();
-    }
-
-    CommandContext m_context;
-    bool m_json = false;
-    QElapsedTimer m_clock;
-    QString m_lastPrintedError;
 };
 
 QCoro::Task<int> runWatch(CommandContext context)
