@@ -1,0 +1,17 @@
+#include "HerdrClient/Interaction/PaneTextReader.h"
+
+using namespace Qt::StringLiterals;
+
+QCoro::Task<PaneTextResult> PaneTextReader::read(PaneReadParams params) const
+{
+    const RequestSendingHandle client = m_client;
+    const JSONValue request = params.asJSONValue();
+    const RequestResult reply = co_await client.request(u"pane.read"_s, request);
+    if (!reply)
+        co_return std::unexpected(reply.error());
+    auto decoded = PaneReadResult::fromResult(*reply);
+    if (!decoded)
+        co_return std::unexpected(RequestFailure(HerdrError::malformedResponse(u"pane.read"_s)));
+    QString text = std::move(decoded->text);
+    co_return text;
+}
