@@ -2,6 +2,17 @@
 
 using namespace Qt::StringLiterals;
 
+PaneReadParams PaneTextReader::recentUnwrappedText(QString paneID, int lines)
+{
+    PaneReadParams params;
+    params.paneID = std::move(paneID);
+    params.source = ReadSource::recentUnwrapped;
+    params.lines = lines;
+    params.format = u"text"_s;
+    params.stripAnsi = true;
+    return params;
+}
+
 QCoro::Task<PaneTextResult> PaneTextReader::read(PaneReadParams params) const
 {
     const RequestSendingHandle client = m_client;

@@ -16,6 +16,9 @@ class PaneTextReader {
 public:
     explicit PaneTextReader(RequestSending& client) : m_client(client) {}
 
+    // The last `lines` lines of the pane's scrollback with wrapped lines joined, as plain text.
+    static PaneReadParams recentUnwrappedText(QString paneID, int lines);
+
     // A reply without a readable `read` member fails as a malformed response.
     QCoro::Task<PaneTextResult> read(PaneReadParams params) const;
 

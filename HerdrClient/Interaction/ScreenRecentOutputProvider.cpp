@@ -4,8 +4,6 @@
 
 #include <algorithm>
 
-using namespace Qt::StringLiterals;
-
 ScreenRecentOutputProvider::ScreenRecentOutputProvider(RequestSending& client, int requestLineLimit,
                                                        int displayLineLimit, int characterLimit)
     : m_reader(client), m_requestLineLimit(std::max(1, requestLineLimit)),
@@ -18,12 +16,7 @@ QCoro::Task<RecentOutputResult> ScreenRecentOutputProvider::recentOutput(QString
     const PaneTextReader reader = m_reader;
     const int displayLineLimit = m_displayLineLimit;
     const int characterLimit = m_characterLimit;
-    PaneReadParams params;
-    params.paneID = std::move(paneID);
-    params.source = ReadSource::recentUnwrapped;
-    params.lines = m_requestLineLimit;
-    params.format = u"text"_s;
-    params.stripAnsi = true;
+    const PaneReadParams params = PaneTextReader::recentUnwrappedText(std::move(paneID), m_requestLineLimit);
     const PaneTextResult text = co_await reader.read(params);
     if (!text)
         co_return std::unexpected(text.error());

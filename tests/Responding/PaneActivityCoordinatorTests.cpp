@@ -10,16 +10,18 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-// Calls that wait until the test answers them, so that a test decides what happens meanwhile.
+// Calls that wait until the test answers them (or are answered at once with `immediate`), so
+// that a test decides what happens meanwhile. After the suspension only the shared call is
+// touched: the fake may end before its answer.
 template <class Result>
-class PendingCalls {
-public:
+struct PendingCalls {
     struct Call {
         QString paneID;
         QString text;
         std::optional<Result> result;
         std::coroutine_handle<> waiting;
     };
+    // Holds the call by pointer: g++ 12 may copy an awaiter.
     struct Awaiter {
         std::shared_ptr<Call> call;
         bool await_ready() const noexcept { return call->result.has_value(); }
@@ -27,20 +29,19 @@ public:
         void await_resume() const noexcept {}
     };
 
-    // Answered at once when `immediate` holds a result.
-    std::shared_ptr<Call> add(QString paneID, QString text = {})
+    QCoro::Task<Result> call(QString paneID, QString text = {})
     {
-        auto call = std::make_shared<Call>(Call{std::move(paneID), std::move(text), immediate, {}});
+        const auto call = std::make_shared<Call>(Call{std::move(paneID), std::move(text), immediate, {}});
         calls.push_back(call);
-        return call;
+        Awaiter wait{call};
+        co_await wait;
+        co_return *call->result;
     }
 
     void answer(std::size_t index, Result result)
     {
-        const auto call = calls.at(index);
-        ASSERT_FALSE(call->result.has_value()) << "answered twice";
-        call->result = std::move(result);
-        if (const auto waiting = std::exchange(call->waiting, {}))
+        calls.at(index)->result = std::move(result);
+        if (const auto waiting = std::exchange(calls.at(index)->waiting, {}))
             waiting.resume();
     }
 
@@ -56,67 +57,44 @@ public:
     std::optional<Result> immediate;
 };
 
-// Only the shared call is touched after the suspension: the fake may end before its answer.
-class FakeOutputProvider final : public RecentOutputProviding {
-public:
-    QCoro::Task<RecentOutputResult> recentOutput(QString paneID) override
-    {
-        const auto call = reads.add(std::move(paneID));
-        PendingCalls<RecentOutputResult>::Awaiter wait{call};
-        co_await wait;
-        co_return *call->result;
-    }
-
+struct FakeOutputProvider final : RecentOutputProviding {
+    QCoro::Task<RecentOutputResult> recentOutput(QString paneID) override { return reads.call(std::move(paneID)); }
     PendingCalls<RecentOutputResult> reads;
 };
 
-class FakePromptSender final : public IdlePromptSending {
-public:
+struct FakePromptSender final : IdlePromptSending {
     QCoro::Task<IdlePromptSendResult> sendPrompt(QString paneID, QString text) override
     {
-        const auto call = sends.add(std::move(paneID), std::move(text));
-        PendingCalls<IdlePromptSendResult>::Awaiter wait{call};
-        co_await wait;
-        co_return *call->result;
+        return sends.call(std::move(paneID), std::move(text));
     }
-
     PendingCalls<IdlePromptSendResult> sends;
 };
 
 // A coroutine started and left running; its result is there once it finished.
-template <class T>
 struct Started {
-    std::shared_ptr<std::optional<T>> result = std::make_shared<std::optional<T>>();
+    std::shared_ptr<std::optional<bool>> result = std::make_shared<std::optional<bool>>();
     QCoro::Task<> runner;
 
     bool finished() const { return result->has_value(); }
-    T value() const { return result->value(); }
+    bool value() const { return result->value(); }
 };
 
-template <class T>
-QCoro::Task<> keep(QCoro::Task<T> task, std::shared_ptr<std::optional<T>> out)
+QCoro::Task<> keep(QCoro::Task<bool> task, std::shared_ptr<std::optional<bool>> out)
 {
     *out = co_await std::move(task);
 }
 
-QCoro::Task<> keepVoid(QCoro::Task<> task, std::shared_ptr<std::optional<bool>> out)
+QCoro::Task<> keep(QCoro::Task<> task, std::shared_ptr<std::optional<bool>> out)
 {
     co_await std::move(task);
     *out = true;
 }
 
 template <class T>
-Started<T> start(QCoro::Task<T> task)
+Started start(QCoro::Task<T> task)
 {
-    Started<T> started;
+    Started started;
     started.runner = keep(std::move(task), started.result);
-    return started;
-}
-
-Started<bool> start(QCoro::Task<> task)
-{
-    Started<bool> started;
-    started.runner = keepVoid(std::move(task), started.result);
     return started;
 }
 
@@ -125,26 +103,29 @@ PaneActivitySnapshot pane(const char* id, AgentStatus status, quint64 revision =
     return {QString::fromUtf8(id), status, revision};
 }
 
-RecentOutputResult failedRead()
+// A record as new: empty draft, both phases idle, nothing else.
+PaneActivityState blank(const QString& paneID)
 {
-    return std::unexpected(RequestFailure(HerdrError::api(u"pane_not_found"_s, u"pane w1:p1 not found"_s)));
+    PaneActivityState state;
+    state.paneID = paneID;
+    return state;
 }
 
 const QString A = u"w1:p1"_s;
 const QString B = u"w1:p2"_s;
+const auto working = AgentStatus::working;
+const auto idle = AgentStatus::idle;
 
 class PaneActivityCoordinatorTest : public ::testing::Test {
 protected:
-    void make(int fallbackPollInterval = 4)
+    void make(int fallbackPollInterval)
     {
         coordinator = std::make_unique<PaneActivityCoordinator>(output, sender, fallbackPollInterval,
                                                                 [this] { return clock.now(); });
     }
+    void SetUp() override { make(4); }
 
-    void SetUp() override { make(); }
-
-    Started<bool> reconcile(std::vector<PaneActivitySnapshot> panes, std::optional<QString> selected,
-                            bool counted = true)
+    Started reconcile(std::vector<PaneActivitySnapshot> panes, std::optional<QString> selected, bool counted = true)
     {
         return start(coordinator->reconcile(std::move(panes), std::move(selected), counted));
     }
@@ -167,27 +148,21 @@ protected:
 TEST_F(PaneActivityCoordinatorTest, ReadsOnlyTheSelectedWorkingPane)
 {
     output.reads.immediate = RecentOutputResult(u"building…"_s);
-    const std::vector<PaneActivitySnapshot> panes = {pane("w1:p1", AgentStatus::working),
-                                                     pane("w1:p2", AgentStatus::working),
-                                                     pane("w1:p3", AgentStatus::idle)};
-    EXPECT_TRUE(reconcile(panes, std::nullopt).finished());
-    EXPECT_TRUE(reconcile(panes, u"w1:p9"_s).finished());
-    EXPECT_TRUE(reconcile(panes, u"w1:p3"_s).finished());
+    const std::vector<PaneActivitySnapshot> panes = {pane("w1:p1", working), pane("w1:p2", working),
+                                                     pane("w1:p3", idle)};
+    for (const auto& selected : {std::optional<QString>(), std::optional(u"w1:p9"_s), std::optional(u"w1:p3"_s)})
+        reconcile(panes, selected);
     EXPECT_TRUE(output.reads.calls.empty());
-    // A selected pane gets a record, working or not; unselected and unknown ones none.
-    EXPECT_TRUE(coordinator->state(u"w1:p3"_s));
-    EXPECT_FALSE(coordinator->state(B));
-    EXPECT_FALSE(coordinator->state(u"w1:p9"_s));
+    EXPECT_TRUE(coordinator->state(u"w1:p3"_s)); // a selected pane has a record, working or not
+    EXPECT_FALSE(coordinator->state(B) || coordinator->state(u"w1:p9"_s));
 
     clock.advance(Seconds(3));
     EXPECT_TRUE(reconcile(panes, A).finished());
     EXPECT_EQ(output.reads.paneIDs(), std::vector<QString>{A});
     const PaneActivityState read = stateOf(A);
     EXPECT_EQ(read.recentOutput, u"building…"_s);
-    EXPECT_EQ(read.outputRevision, 1u);
-    EXPECT_EQ(read.outputAttemptRevision, 1u);
+    EXPECT_EQ(std::tuple(read.outputRevision, read.outputAttemptRevision), std::tuple(1u, 1u));
     EXPECT_EQ(read.outputReadAt, clock.now());
-    EXPECT_EQ(read.outputPhase, PaneOutputPhase::idle);
     EXPECT_EQ(coordinator->selectedState(), read);
 }
 
@@ -199,175 +174,88 @@ TEST_F(PaneActivityCoordinatorTest, AnUnchangedPaneIsReadOnTheFallbackCadence)
         bool reads;
     };
     const std::vector<Step> everyFourth = {
-        {true, 1, true},   // first sight
-        {true, 1, false},  {true, 1, false}, {true, 1, true}, // fourth counted cycle
-        {false, 1, false}, // events never count
-        {false, 2, true},  // a new revision reads at once, event or not
-        {true, 2, false},  {true, 2, false}, {true, 2, false}, {true, 2, true},
+        {true, 1, true}, {true, 1, false}, {true, 1, false}, {true, 1, true}, // first sight, fourth cycle
+        {false, 1, false}, {false, 2, true}, // events never count; a new revision reads at once
+        {true, 2, false}, {true, 2, false}, {true, 2, false}, {true, 2, true},
     };
-    const std::vector<Step> everyCycle = {
-        {true, 1, true}, {true, 1, true}, {false, 1, false}, {true, 1, true},
-    };
+    const std::vector<Step> everyCycle = {{true, 1, true}, {true, 1, true}, {false, 1, false}, {true, 1, true}};
     for (const auto& [interval, steps] : {std::pair(4, everyFourth), std::pair(0, everyCycle)}) {
         make(interval);
         output.reads.calls.clear();
-        output.reads.immediate = RecentOutputResult(u"out"_s);
+        // Failed reads wait for their turn just the same.
+        output.reads.immediate = RecentOutputResult(std::unexpected(RequestFailure(SocketError::timedOut())));
         std::size_t expected = 0;
         for (std::size_t i = 0; i < steps.size(); ++i) {
-            reconcile({pane("w1:p1", AgentStatus::working, steps[i].revision)}, A, steps[i].counted);
+            reconcile({pane("w1:p1", working, steps[i].revision)}, A, steps[i].counted);
             expected += steps[i].reads ? 1 : 0;
             EXPECT_EQ(output.reads.calls.size(), expected) << "interval " << interval << ", step " << i;
         }
     }
-    EXPECT_EQ(coordinator->fallbackPollInterval(), 1);
-}
-
-TEST_F(PaneActivityCoordinatorTest, AFailedReadWaitsForTheNextRevisionOrFallbackTurn)
-{
-    output.reads.immediate = failedRead();
-    reconcile({pane("w1:p1", AgentStatus::working, 5)}, A);
-    PaneActivityState failed = stateOf(A);
-    EXPECT_EQ(failed.outputAttemptRevision, 5u);
+    const PaneActivityState failed = stateOf(A);
+    EXPECT_EQ(failed.outputAttemptRevision, 1u);
     EXPECT_EQ(failed.outputRevision, std::nullopt);
-    EXPECT_EQ(failed.recentOutput, std::nullopt);
-    EXPECT_EQ(failed.outputReadAt, std::nullopt);
-    EXPECT_EQ(failed.outputError, u"herdr refused the request (pane_not_found): pane w1:p1 not found"_s);
+    EXPECT_EQ(failed.outputError, RequestFailure(SocketError::timedOut()).errorDescription());
     EXPECT_EQ(failed.outputPhase, PaneOutputPhase::idle);
-
-    reconcile({pane("w1:p1", AgentStatus::working, 5)}, A);
-    reconcile({pane("w1:p1", AgentStatus::working, 5)}, A, false);
-    EXPECT_EQ(output.reads.calls.size(), 1u);
-
-    // The next try clears the error as it starts, and a success keeps none.
-    output.reads.immediate.reset();
-    reconcile({pane("w1:p1", AgentStatus::working, 6)}, A, false);
-    ASSERT_EQ(output.reads.calls.size(), 2u);
-    EXPECT_EQ(stateOf(A).outputError, std::nullopt);
-    EXPECT_TRUE(stateOf(A).isBusy());
-    output.reads.answer(1, RecentOutputResult(u"back"_s));
-    EXPECT_EQ(stateOf(A).recentOutput, u"back"_s);
-    EXPECT_EQ(stateOf(A).outputRevision, 6u);
 }
 
 TEST_F(PaneActivityCoordinatorTest, AReadThatComesBackTooLateIsDropped)
 {
-    const std::vector<PaneActivitySnapshot> both = {pane("w1:p1", AgentStatus::working),
-                                                    pane("w1:p2", AgentStatus::working)};
-    // Another pane selected while the read runs: the old pane shows idle at once.
+    const std::vector<PaneActivitySnapshot> both = {pane("w1:p1", working), pane("w1:p2", working)};
     auto first = reconcile(both, A);
-    EXPECT_EQ(stateOf(A).outputPhase, PaneOutputPhase::reading);
-    auto second = reconcile(both, B);
+    EXPECT_TRUE(stateOf(A).isBusy());
+    reconcile(both, B); // the old pane shows idle at once
     EXPECT_EQ(stateOf(A).outputPhase, PaneOutputPhase::idle);
-    EXPECT_EQ(stateOf(B).outputPhase, PaneOutputPhase::reading);
-
-    // Back to the first pane: a new read, which an answer to the abandoned one cannot fill.
-    auto third = reconcile(both, A);
+    reconcile(both, A); // a new read, which the abandoned one's answer cannot fill
     ASSERT_EQ(output.reads.paneIDs(), (std::vector<QString>{A, B, A}));
     output.reads.answer(0, RecentOutputResult(u"stale"_s));
     EXPECT_TRUE(first.finished());
     EXPECT_EQ(stateOf(A).recentOutput, std::nullopt);
-    EXPECT_EQ(stateOf(A).outputPhase, PaneOutputPhase::reading);
     output.reads.answer(1, RecentOutputResult(u"not selected"_s));
     EXPECT_EQ(stateOf(B).recentOutput, std::nullopt);
     output.reads.answer(2, RecentOutputResult(u"fresh"_s));
-    EXPECT_TRUE(second.finished() && third.finished());
     EXPECT_EQ(stateOf(A).recentOutput, u"fresh"_s);
 
-    // A failure of an abandoned read is dropped as well.
-    auto fourth = reconcile({pane("w1:p1", AgentStatus::working, 2), pane("w1:p2", AgentStatus::working)}, A);
-    coordinator->clearSelection();
+    // Stopped working: the cycle that says so resets the phase, the late text is dropped.
+    reconcile({pane("w1:p1", working, 2)}, A);
+    reconcile({pane("w1:p1", idle, 2)}, A);
     EXPECT_EQ(stateOf(A).outputPhase, PaneOutputPhase::idle);
-    output.reads.answer(3, failedRead());
-    EXPECT_EQ(stateOf(A).outputError, std::nullopt);
-    EXPECT_EQ(stateOf(A).outputAttemptRevision, 1u);
-}
+    output.reads.answer(3, RecentOutputResult(u"late"_s));
+    EXPECT_EQ(stateOf(A).recentOutput, u"fresh"_s);
 
-TEST_F(PaneActivityCoordinatorTest, APaneThatStopsOrLeavesDuringARead)
-{
-    // Stopped working: the phase resets with that cycle, the late text is dropped.
-    auto reading = reconcile({pane("w1:p1", AgentStatus::working)}, A);
-    reconcile({pane("w1:p1", AgentStatus::idle)}, A);
-    EXPECT_EQ(stateOf(A).outputPhase, PaneOutputPhase::idle);
-    output.reads.answer(0, RecentOutputResult(u"late"_s));
-    EXPECT_EQ(stateOf(A).recentOutput, std::nullopt);
-
-    // Gone: the late answer does not bring its record back.
-    auto again = reconcile({pane("w1:p1", AgentStatus::working, 2)}, A);
+    // Gone: a late failure brings no record back. Deselected: a manual refresh counts for nothing.
+    reconcile({pane("w1:p1", working, 3)}, A);
     reconcile({}, A);
+    output.reads.answer(4, RecentOutputResult(std::unexpected(RequestFailure(SocketError::closed()))));
     EXPECT_FALSE(coordinator->state(A));
-    output.reads.answer(1, RecentOutputResult(u"late"_s));
-    EXPECT_FALSE(coordinator->state(A));
-    EXPECT_TRUE(reading.finished() && again.finished());
+    reconcile({pane("w1:p1", working, 3)}, A);
+    output.reads.answer(5, RecentOutputResult(u"new"_s));
+    auto manual = start(coordinator->refreshSelectedOutput());
+    EXPECT_FALSE(start(coordinator->refreshSelectedOutput()).value()); // one read at a time
+    coordinator->clearSelection();
+    output.reads.answer(6, RecentOutputResult(u"late"_s));
+    EXPECT_FALSE(manual.value());
+    EXPECT_EQ(stateOf(A).recentOutput, u"new"_s);
 }
 
 TEST_F(PaneActivityCoordinatorTest, NewWorkClearsTheOutputOfTheLastStretch)
 {
     output.reads.immediate = RecentOutputResult(u"first job"_s);
-    reconcile({pane("w1:p1", AgentStatus::working), pane("w1:p2", AgentStatus::working)}, A);
-    reconcile({pane("w1:p1", AgentStatus::working), pane("w1:p2", AgentStatus::working)}, B);
-    reconcile({pane("w1:p1", AgentStatus::idle), pane("w1:p2", AgentStatus::working)}, B);
+    reconcile({pane("w1:p1", working), pane("w1:p2", working)}, A);
+    reconcile({pane("w1:p1", idle), pane("w1:p2", working)}, B);
     EXPECT_EQ(stateOf(A).recentOutput, u"first job"_s); // kept while idle
-
-    // Working again, and not selected: nothing is read, the old text goes at once.
-    reconcile({pane("w1:p1", AgentStatus::working), pane("w1:p2", AgentStatus::working)}, B, false);
+    reconcile({pane("w1:p1", working), pane("w1:p2", working)}, B, false);
     const PaneActivityState cleared = stateOf(A);
-    EXPECT_EQ(cleared.recentOutput, std::nullopt);
-    EXPECT_EQ(cleared.outputRevision, std::nullopt);
-    EXPECT_EQ(cleared.outputAttemptRevision, std::nullopt);
-    EXPECT_EQ(cleared.outputReadAt, std::nullopt);
+    EXPECT_EQ(cleared, blank(A));
     EXPECT_EQ(output.reads.paneIDs(), (std::vector<QString>{A, B}));
-}
-
-TEST_F(PaneActivityCoordinatorTest, RefreshingTheSelectedPaneByHand)
-{
-    EXPECT_FALSE(start(coordinator->refreshSelectedOutput()).value()); // nothing selected
-    reconcile({pane("w1:p1", AgentStatus::idle)}, A);
-    EXPECT_FALSE(start(coordinator->refreshSelectedOutput()).value()); // not working
-    EXPECT_TRUE(output.reads.calls.empty());
-
-    output.reads.immediate = RecentOutputResult(u"one"_s);
-    reconcile({pane("w1:p1", AgentStatus::working)}, A);
-    output.reads.immediate.reset();
-    auto manual = start(coordinator->refreshSelectedOutput());
-    EXPECT_FALSE(start(coordinator->refreshSelectedOutput()).value()); // one read at a time
-    ASSERT_EQ(output.reads.calls.size(), 2u);
-    output.reads.answer(1, RecentOutputResult(u"two"_s));
-    EXPECT_TRUE(manual.value());
-    EXPECT_EQ(stateOf(A).recentOutput, u"two"_s);
-
-    auto cleared = start(coordinator->refreshSelectedOutput());
-    coordinator->clearSelection();
-    output.reads.answer(2, RecentOutputResult(u"three"_s));
-    EXPECT_FALSE(cleared.value());
-    EXPECT_EQ(stateOf(A).recentOutput, u"two"_s);
-    EXPECT_EQ(coordinator->selectedPaneID(), std::nullopt);
-}
-
-TEST_F(PaneActivityCoordinatorTest, DraftsBelongToPanesThatStay)
-{
-    int changes = 0;
-    QObject::connect(coordinator.get(), &PaneActivityCoordinator::stateChanged, [&] { ++changes; });
-    EXPECT_EQ(coordinator->promptDraft(A), QString());
-    reconcile({pane("w1:p1", AgentStatus::idle)}, std::nullopt);
-    coordinator->setPromptDraft(u"Write the docs"_s, A);
-    coordinator->setPromptDraft(u"Write the docs"_s, A);
-    EXPECT_EQ(changes, 1);
-    EXPECT_EQ(coordinator->promptDraft(A), u"Write the docs"_s);
-
-    reconcile({}, std::nullopt);
-    reconcile({pane("w1:p1", AgentStatus::idle)}, std::nullopt);
-    EXPECT_EQ(coordinator->promptDraft(A), QString());
-    EXPECT_FALSE(coordinator->state(A));
 }
 
 TEST_F(PaneActivityCoordinatorTest, SendingAPromptToAnIdleAgent)
 {
-    reconcile({pane("w1:p1", AgentStatus::idle), pane("w1:p2", AgentStatus::working)}, std::nullopt);
-    const QString notIdle = u"This agent is no longer idle. Nothing was sent."_s;
+    reconcile({pane("w1:p1", idle), pane("w1:p2", working)}, std::nullopt);
     for (const QString& paneID : {B, u"w1:p9"_s}) {
         coordinator->setPromptDraft(u"go"_s, paneID);
         EXPECT_FALSE(start(coordinator->sendPrompt(paneID)).value());
-        EXPECT_EQ(stateOf(paneID).promptError, notIdle);
+        EXPECT_EQ(stateOf(paneID).promptError, u"This agent is no longer idle. Nothing was sent."_s);
     }
     coordinator->setPromptDraft(u" \n\t "_s, A);
     EXPECT_FALSE(start(coordinator->sendPrompt(A)).value());
@@ -376,54 +264,40 @@ TEST_F(PaneActivityCoordinatorTest, SendingAPromptToAnIdleAgent)
 
     coordinator->setPromptDraft(u"  Write the changelog\n"_s, A);
     auto sending = start(coordinator->sendPrompt(A));
-    ASSERT_EQ(sender.sends.calls.size(), 1u);
-    EXPECT_EQ(sender.sends.calls[0]->text, u"Write the changelog"_s);
-    EXPECT_EQ(stateOf(A).promptPhase, PanePromptPhase::sending);
     EXPECT_TRUE(stateOf(A).isBusy());
     EXPECT_FALSE(start(coordinator->sendPrompt(A)).value()); // one send at a time
-    EXPECT_EQ(sender.sends.calls.size(), 1u);
+    ASSERT_EQ(sender.sends.calls.size(), 1u);
+    EXPECT_EQ(sender.sends.calls[0]->text, u"Write the changelog"_s);
     sender.sends.answer(0, IdlePromptSendResult());
     EXPECT_TRUE(sending.value());
-    EXPECT_EQ(stateOf(A).promptDraft, QString());
-    EXPECT_EQ(stateOf(A).promptPhase, PanePromptPhase::idle);
-}
+    EXPECT_EQ(stateOf(A), blank(A));
 
-TEST_F(PaneActivityCoordinatorTest, WhatThePersonTypesDuringASendStays)
-{
-    reconcile({pane("w1:p1", AgentStatus::idle)}, std::nullopt);
+    // Typed on during a send: the new text stays. Refused: the draft stays and says why.
     coordinator->setPromptDraft(u"Write the changelog"_s, A);
-    auto sent = start(coordinator->sendPrompt(A));
+    auto typedOn = start(coordinator->sendPrompt(A));
     coordinator->setPromptDraft(u"Write the changelog and the README"_s, A);
-    sender.sends.answer(0, IdlePromptSendResult());
-    EXPECT_TRUE(sent.value());
-    EXPECT_EQ(stateOf(A).promptDraft, u"Write the changelog and the README"_s);
-
-    // A refusal keeps the draft and says why.
+    sender.sends.answer(1, IdlePromptSendResult());
     auto refused = start(coordinator->sendPrompt(A));
-    sender.sends.answer(1, std::unexpected(IdlePromptSendFailure(
-                               IdlePromptSenderError::paneNoLongerIdle(A, AgentStatus::blocked))));
+    sender.sends.answer(2, std::unexpected(IdlePromptSendFailure(IdlePromptSenderError::paneNoLongerIdle(A, AgentStatus::blocked))));
+    EXPECT_TRUE(typedOn.value());
     EXPECT_FALSE(refused.value());
-    EXPECT_EQ(stateOf(A).promptError, u"This agent is now blocked. Nothing was sent."_s);
     EXPECT_EQ(stateOf(A).promptDraft, u"Write the changelog and the README"_s);
+    EXPECT_EQ(stateOf(A).promptError, u"This agent is now blocked. Nothing was sent."_s);
     EXPECT_EQ(stateOf(A).promptPhase, PanePromptPhase::idle);
 
-    // Sent, but the pane left meanwhile: true, and no record comes back.
-    auto gone = start(coordinator->sendPrompt(A));
-    EXPECT_EQ(stateOf(A).promptError, std::nullopt);
+    // A pane that leaves takes its draft along.
     reconcile({}, std::nullopt);
-    sender.sends.answer(2, IdlePromptSendResult());
-    EXPECT_TRUE(gone.value());
-    EXPECT_FALSE(coordinator->state(A));
+    reconcile({pane("w1:p1", idle)}, std::nullopt);
+    EXPECT_EQ(coordinator->promptDraft(A), QString());
 }
 
 TEST_F(PaneActivityCoordinatorTest, TheCoordinatorMayEndWhileAReadOrSendRuns)
 {
-    reconcile({pane("w1:p1", AgentStatus::idle)}, std::nullopt);
+    reconcile({pane("w1:p1", idle)}, std::nullopt);
     coordinator->setPromptDraft(u"go"_s, A);
     auto sending = start(coordinator->sendPrompt(A));
-    auto reading = reconcile({pane("w1:p1", AgentStatus::working)}, A);
-    ASSERT_EQ(output.reads.calls.size(), 1u);
-    ASSERT_EQ(sender.sends.calls.size(), 1u);
+    auto reading = reconcile({pane("w1:p1", working)}, A);
+    ASSERT_EQ(output.reads.calls.size() + sender.sends.calls.size(), 2u);
     coordinator.reset();
     output.reads.answer(0, RecentOutputResult(u"text"_s));
     sender.sends.answer(0, IdlePromptSendResult());
