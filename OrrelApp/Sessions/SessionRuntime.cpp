@@ -52,6 +52,12 @@ SessionRuntime::SessionRuntime(SessionDescriptor descriptor, HerdrEndpoint endpo
       m_responder(m_reader, m_actions, withSleep(m_clock)),
       m_interactions(std::make_unique<InteractionCoordinator>(m_reader, m_responder,
                                                               withSleep(m_clock))),
+      m_recentOutput(*m_client, 40, 16, 4096),
+      m_idlePrompts(*m_client),
+      m_activity(std::make_unique<PaneActivityCoordinator>(m_recentOutput, m_idlePrompts, 4,
+                                                           m_clock.now)),
+      m_completionProvider(*m_client, 80),
+      m_modeProvider(*m_client),
       m_streamOptions(std::move(dependencies.streamOptions)),
       m_store(m_clock.now),
       m_attention(m_descriptor.id() == SessionDescriptor::localDefaultID, dependencies.environment)
@@ -210,6 +216,11 @@ QCoro::Task<> SessionRuntime::pollOnce()
     const auto selected = selectedPaneID();
     const StateTransitionResult transitions = m_store.reconcileTransitions(*snapshot);
     refreshAttention(m_clock.now());
+    const auto modesBefore = m_agentModesByPane.size();
+    std::erase_if(m_agentModesByPane,
+                  [&](const auto& entry) { return !m_store.panes().contains(entry.first); });
+    if (m_agentModesByPane.size() != modesBefore)
+        Q_EMIT agentModesChanged();
     resubscribeIfPanesAreUnwatched();
     co_await react(transitions, selected, Origin::poll);
 }
@@ -418,6 +429,7 @@ QCoro::Task<> SessionRuntime::select(std::optional<QString> paneID)
 {
     if (!paneID) {
         m_interactions->clearSelection();
+        m_activity->clearSelection();
         co_return;
     }
     co_await m_interactions->select(*paneID);
@@ -512,19 +524,53 @@ QCoro::Task<> SessionRuntime::reconcileInteractions(std::vector<QString> newlyBl
 QCoro::Task<> SessionRuntime::reconcileActivity(std::optional<QString> selectedPaneID,
                                                 bool countsTowardFallbackCadence)
 {
-    Q_UNUSED(selectedPaneID);
-    Q_UNUSED(countsTowardFallbackCadence);
-    co_return;
+    // herdr's own status: an idle agent the person has not yet seen finish still takes a prompt.
+    std::vector<PaneActivitySnapshot> panes;
+    panes.reserve(m_store.panes().size());
+    for (const auto& [paneID, pane] : m_store.panes())
+        panes.push_back(PaneActivitySnapshot::from(pane));
+    co_await m_activity->reconcile(std::move(panes), std::move(selectedPaneID),
+                                   countsTowardFallbackCadence);
 }
 
 QCoro::Task<> SessionRuntime::refreshAgentMode(QString paneID)
 {
-    Q_UNUSED(paneID);
-    co_return;
+    const auto pane = m_store.panes().find(paneID);
+    if (pane == m_store.panes().end() || !pane->second.agent ||
+        !AgentModeCycling::supports(*pane->second.agent))
+        co_return;
+    QPointer self{this};
+    const QString agentID = *pane->second.agent;
+    const AgentModeReading reading = co_await m_modeProvider.mode(paneID, agentID);
+    // A failed read keeps what was known.
+    if (!self || !reading)
+        co_return;
+    const auto known = m_agentModesByPane.find(paneID);
+    const std::optional<AgentMode> before =
+        known == m_agentModesByPane.end() ? std::nullopt : std::optional(known->second);
+    if (before == *reading)
+        co_return;
+    if (*reading)
+        m_agentModesByPane.insert_or_assign(paneID, **reading);
+    else
+        m_agentModesByPane.erase(paneID);
+    Q_EMIT agentModesChanged();
 }
 
 QCoro::Task<> SessionRuntime::captureCompletionSummaries(std::vector<QString> paneIDs)
 {
-    Q_UNUSED(paneIDs);
-    co_return;
+    QPointer self{this};
+    for (const QString& paneID : paneIDs) {
+        const auto pane = m_store.panes().find(paneID);
+        if (pane == m_store.panes().end())
+            continue;
+        const PaneInfo before = pane->second;
+        const auto summary = co_await m_completionProvider.completionSummary(paneID);
+        if (!self)
+            co_return;
+        // A pane that moved on while it was read may show another turn's text.
+        const auto now = m_store.panes().find(paneID);
+        if (summary && now != m_store.panes().end() && now->second == before)
+            m_interactions->cacheCompletionSummary(*summary, paneID);
+    }
 }

@@ -1,10 +1,16 @@
 #pragma once
 
 #include "HerdrClient/Attention/SessionAttention.h"
+#include "HerdrClient/Interaction/AgentMode.h"
+#include "HerdrClient/Interaction/ScreenAgentModeProvider.h"
+#include "HerdrClient/Interaction/ScreenCompletionSummaryProvider.h"
 #include "HerdrClient/Interaction/ScreenInteractionProvider.h"
+#include "HerdrClient/Interaction/ScreenRecentOutputProvider.h"
 #include "HerdrClient/Responding/Actions.h"
 #include "HerdrClient/Responding/InteractionCoordinator.h"
 #include "HerdrClient/Responding/InteractionResponder.h"
+#include "HerdrClient/Responding/PaneActivityCoordinator.h"
+#include "HerdrClient/Responding/SafeIdlePromptSender.h"
 #include "HerdrClient/Sessions/SessionDescriptor.h"
 #include "HerdrClient/State/AgentTree.h"
 #include "HerdrClient/State/StateStore.h"
@@ -99,6 +105,11 @@ public:
     // The prompts of this session's waiting panes, and the person's answers to them.
     InteractionCoordinator& interactions() { return *m_interactions; }
     const InteractionCoordinator& interactions() const { return *m_interactions; }
+    // Recent output of the selected working pane, and prompts for idle agents.
+    PaneActivityCoordinator& activity() { return *m_activity; }
+    const PaneActivityCoordinator& activity() const { return *m_activity; }
+    // The permission mode each pane showed when it was last read.
+    const std::map<QString, AgentMode>& agentModesByPane() const { return m_agentModesByPane; }
     const Actions& actions() const { return m_actions; }
     std::optional<QString> selectedPaneID() const { return m_interactions->selectedPaneID(); }
     // Selects a pane and reads its prompt; nothing selected without an id.
@@ -129,6 +140,7 @@ public:
 
 Q_SIGNALS:
     void connectionChanged(SessionRuntime::Connection connection);
+    void agentModesChanged();
     void errorChanged(const QString& error);
 
 private:
@@ -173,6 +185,12 @@ private:
     ScreenInteractionProvider m_reader;
     InteractionResponder m_responder;
     std::unique_ptr<InteractionCoordinator> m_interactions;
+    ScreenRecentOutputProvider m_recentOutput;
+    SafeIdlePromptSender m_idlePrompts;
+    std::unique_ptr<PaneActivityCoordinator> m_activity;
+    ScreenCompletionSummaryProvider m_completionProvider;
+    ScreenAgentModeProvider m_modeProvider;
+    std::map<QString, AgentMode> m_agentModesByPane;
     std::function<EventStreamOptions()> m_streamOptions;
     StateStore m_store;
     AgentTree m_agentTree;
