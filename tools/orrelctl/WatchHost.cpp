@@ -32,8 +32,31 @@ QCoro::Task<> WatchHost::sessionRuntimeDidObserve(SessionRuntime* runtime,
                                                   StateTransitionResult transitions,
                                                   std::optional<QString>)
 {
-    printState(*runtime, transitions);
-    co_return;
+    QPointer<SessionRuntime> alive{runtime};
+    const auto recentOutput = co_await readRecentOutput(runtime);
+    if (alive)
+        printState(*runtime, transitions, recentOutput);
+}
+
+QCoro::Task<std::map<QString, QString>> WatchHost::readRecentOutput(SessionRuntime* runtime)
+{
+    QPointer<SessionRuntime> alive{runtime};
+    std::vector<QString> working;
+    for (const auto& [paneID, pane] : runtime->store().panes()) {
+        if (runtime->store().derivedStatus(paneID) == RollupStatus::working)
+            working.push_back(paneID);
+    }
+    // One line is all a watch shows of a pane at work.
+    ScreenRecentOutputProvider provider(runtime->client(), 40, 1, 400);
+    std::map<QString, QString> lines;
+    for (const QString& paneID : working) {
+        const auto output = co_await provider.recentOutput(paneID);
+        if (!alive)
+            break;
+        if (output && !output->trimmed().isEmpty())
+            lines.emplace(paneID, printableText(output->trimmed()));
+    }
+    co_return lines;
 }
 
 void WatchHost::errorChanged(const SessionRuntime& runtime)
@@ -64,12 +87,13 @@ void WatchHost::printChanged(PaneLines& printed, const QString& paneID, const QS
     m_context.print(u"  "_s + paneID + u' ' + line);
 }
 
-void WatchHost::printState(const SessionRuntime& runtime, const StateTransitionResult& transitions)
+void WatchHost::printState(const SessionRuntime& runtime, const StateTransitionResult& transitions,
+                           const std::map<QString, QString>& recentOutput)
 {
     m_lastPrintedError = runtime.errorText();
     const double elapsed = double(m_clock.elapsed()) / 1000.0;
     if (m_json) {
-        printJSON(runtime, transitions, elapsed);
+        printJSON(runtime, transitions, recentOutput, elapsed);
         return;
     }
     const AgentTree& tree = runtime.agentTree();
@@ -105,6 +129,11 @@ void WatchHost::printState(const SessionRuntime& runtime, const StateTransitionR
     std::erase_if(m_prompts.lines, [&](const auto& entry) {
         return !interactions.state(entry.first);
     });
+    for (const auto& [paneID, line] : recentOutput)
+        printChanged(m_output, paneID, u"working: "_s + line);
+    std::erase_if(m_output.lines, [&](const auto& entry) {
+        return !recentOutput.contains(entry.first);
+    });
     for (const QString& paneID : transitions.newlyFinishedPaneIDs) {
         if (const auto summary = interactions.completionSummary(paneID))
             printChanged(m_summaries, paneID, u"finished: "_s + printableText(*summary));
@@ -112,7 +141,7 @@ void WatchHost::printState(const SessionRuntime& runtime, const StateTransitionR
 }
 
 void WatchHost::printJSON(const SessionRuntime& runtime, const StateTransitionResult& transitions,
-                          double elapsed)
+                          const std::map<QString, QString>& recentOutput, double elapsed)
 {
     const AgentTree& tree = runtime.agentTree();
     const StateStore& store = runtime.store();
@@ -146,5 +175,6 @@ void WatchHost::printJSON(const SessionRuntime& runtime, const StateTransitionRe
                             .set(u"attention"_s, runtime.attention().asJSONValue())
                             .set(u"interactions"_s, JSONValue(std::move(prompts)))
                             .set(u"summaries"_s, JSONValue(std::move(summaries)))
+                            .set(u"recentOutput"_s, recentOutput)
                             .value());
 }

@@ -36,9 +36,12 @@ private:
         std::map<QString, QString> lines; // by pane id, as last printed
     };
 
-    void printState(const SessionRuntime& runtime, const StateTransitionResult& transitions);
+    // The last line of output of each working pane, read afresh.
+    static QCoro::Task<std::map<QString, QString>> readRecentOutput(SessionRuntime* runtime);
+    void printState(const SessionRuntime& runtime, const StateTransitionResult& transitions,
+                    const std::map<QString, QString>& recentOutput = {});
     void printJSON(const SessionRuntime& runtime, const StateTransitionResult& transitions,
-                   double elapsed);
+                   const std::map<QString, QString>& recentOutput, double elapsed);
     // Prints `line` for `paneID` unless it is what was printed for it last.
     void printChanged(PaneLines& printed, const QString& paneID, const QString& line);
 
@@ -48,4 +51,5 @@ private:
     QString m_lastPrintedError;
     PaneLines m_prompts;
     PaneLines m_summaries;
+    PaneLines m_output;
 };
