@@ -5,7 +5,6 @@
 #include "HerdrClient/Sessions/SSHTunnelReasons.h"
 #include "HerdrClient/Wire/HerdrClient.h"
 
-#include <QCoreApplication>
 #include <QCoroFuture>
 #include <QTimer>
 
@@ -52,7 +51,7 @@ SSHTunnel::~SSHTunnel()
 {
     ++m_generation;
     endProcess();
-    wakeParkedLater();
+    wakeParked();
 }
 
 std::expected<std::uint16_t, SSHTunnelError> SSHTunnel::availableLoopbackPort()
@@ -97,7 +96,7 @@ void SSHTunnel::stop()
     ++m_generation;
     m_supervising = false;
     endProcess();
-    wakeParkedLater();
+    wakeParked();
     setState(State::idle());
 }
 
@@ -141,7 +140,8 @@ QCoro::Task<> SSHTunnel::supervise(quint64 generation)
         setState(State::failed(outcome.reason));
         if (cancelled())
             co_return;
-        co_await pause(m_options.backoff.delay(previousAttempts + 1));
+        const Seconds delay = m_options.backoff.delay(previousAttempts + 1);
+        co_await pause(delay);
     }
 }
 
@@ -168,9 +168,10 @@ QCoro::Task<SSHTunnel::RunOutcome> SSHTunnel::runOnce(quint64 generation)
     const Timestamp deadline =
         m_options.clock.now()
         + std::chrono::duration_cast<Timestamp::duration>(Seconds(m_options.readinessTimeout));
+    const HerdrEndpoint endpoint = configuration.endpoint();
     bool ready = false;
     while (m_options.clock.now() < deadline && process->isRunning()) {
-        ready = co_await probe(configuration.endpoint());
+        ready = co_await probe(endpoint);
         if (cancelled())
             co_return RunOutcome{};
         if (ready)
@@ -217,7 +218,9 @@ QCoro::Task<SSHTunnel::RunOutcome> SSHTunnel::runOnce(quint64 generation)
 
 QCoro::Task<QString> SSHTunnel::errorText(std::shared_ptr<SSHTunnelProcess> process)
 {
-    const QByteArray bytes = co_await process->finishStandardError(1.0);
+    // Named: g++ 12 destroys a temporary inside co_await twice.
+    QFuture<QByteArray> finishing = process->finishStandardError(1.0);
+    const QByteArray bytes = co_await finishing;
     co_return QString::fromUtf8(bytes).trimmed();
 }
 
@@ -260,7 +263,8 @@ QCoro::Task<> SSHTunnel::ringAfterSleep(std::function<QCoro::Task<>(Seconds)> sl
 QCoro::Task<> SSHTunnel::ringAfterProbe(ReadinessProbe probe, HerdrEndpoint endpoint,
                                         QPointer<SSHTunnel> tunnel, quint64 ticket)
 {
-    const bool answered = co_await probe(std::move(endpoint));
+    auto call = probe(std::move(endpoint));
+    const bool answered = co_await std::move(call);
     if (!tunnel || tunnel->m_lastTicket != ticket)
         co_return;
     tunnel->m_probeAnswer = answered;
@@ -286,13 +290,13 @@ void SSHTunnel::ring(quint64 ticket)
         m_rungTicket = ticket;
 }
 
-void SSHTunnel::wakeParkedLater()
+void SSHTunnel::wakeParked()
 {
     if (!m_parked)
         return;
-    // Queued: stop() may run inside a callback of the loop itself, or in the destructor.
+    // The loop is suspended, so it is not on the stack: it resumes here, sees the stop and ends,
+    // and leaves nothing behind that an event loop would have to finish.
     const auto handle = m_parked->handle;
     m_parked.reset();
-    QMetaObject::invokeMethod(QCoreApplication::instance(), [handle] { handle.resume(); },
-                              Qt::QueuedConnection);
+    handle.resume();
 }

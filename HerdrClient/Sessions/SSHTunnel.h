@@ -98,7 +98,7 @@ private:
 
     quint64 nextTicket();
     void ring(quint64 ticket);
-    void wakeParkedLater();
+    void wakeParked();
     void endProcess();
     void setState(State state);
 

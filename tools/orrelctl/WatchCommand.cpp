@@ -1,5 +1,6 @@
 // watch: one session runtime, printed cycle by cycle until Ctrl-C.
 #include "tools/orrelctl/Command.h"
+#include "tools/orrelctl/RemoteSessionEndpoint.h"
 #include "tools/orrelctl/WatchHost.h"
 
 #include "HerdrClient/Wire/SocketPath.h"
@@ -73,18 +74,26 @@ QCoro::Task<int> runWatch(CommandContext context)
 {
     QCommandLineParser parser;
     addConnectionOptions(parser);
+    RemoteSessionEndpoint::addOptions(parser);
     addJSONOption(parser);
-    if (!parseArguments(parser, context, u"watch [--socket PATH | --session NAME] [--json]"_s))
+    if (!parseArguments(parser, context,
+                        u"watch [--socket PATH | --session NAME | --host TARGET [--session NAME]] [--json]"_s))
         co_return ExitStatus::usage;
     if (!parser.positionalArguments().isEmpty())
         co_return context.fail(u"orrelctl watch: unexpected argument %1"_s.arg(
                                    parser.positionalArguments().first()),
                                ExitStatus::usage);
 
-    auto client = clientFromOptions(parser, context);
+    const auto remote = co_await RemoteSessionEndpoint::openIfRequested(parser, context);
+    if (remote.failureStatus)
+        co_return *remote.failureStatus;
+    auto client = remote.session ? std::make_unique<HerdrClient>(remote.session->endpoint(), 5.0)
+                                 : clientFromOptions(parser, context);
     const HerdrEndpoint endpoint = client->endpoint();
     SessionDescriptor descriptor = SessionDescriptor::localDefault(client->socketPath());
-    if (parser.isSet(u"session"_s)) {
+    if (remote.session) {
+        descriptor = remote.session->descriptor();
+    } else if (parser.isSet(u"session"_s)) {
         descriptor.kind = SessionDescriptor::Kind::local(parser.value(u"session"_s));
         descriptor.isDefault = false;
     }
