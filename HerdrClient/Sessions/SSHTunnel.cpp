@@ -14,6 +14,8 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 QCoro::Task<bool> pingThrough(HerdrEndpoint endpoint, double requestTimeout)
@@ -221,7 +223,8 @@ QCoro::Task<QString> SSHTunnel::errorText(std::shared_ptr<SSHTunnelProcess> proc
     // Named: g++ 12 destroys a temporary inside co_await twice.
     QFuture<QByteArray> finishing = process->finishStandardError(1.0);
     const QByteArray bytes = co_await finishing;
-    co_return QString::fromUtf8(bytes).trimmed();
+    // ssh ends its lines with CR LF when it writes them on a pipe.
+    co_return QString::fromUtf8(bytes).replace(u"\r\n"_s, u"\n"_s).trimmed();
 }
 
 // Waits that stop() can cut short. A probe or a sleep runs in a detached task that rings the
