@@ -32,7 +32,10 @@ struct SSHTunnel::Park {
     quint64 ticket;
 
     bool await_ready() const { return tunnel->m_rungTicket == ticket; }
-    void await_suspend(std::coroutine_handle<> handle) { tunnel->m_parked = Parked{ticket, handle}; }
+    void await_suspend(std::coroutine_handle<> handle)
+    {
+        tunnel->m_parked = Parked{ticket, handle};
+    }
     void await_resume() const {}
 };
 

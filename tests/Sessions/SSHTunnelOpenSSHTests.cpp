@@ -25,7 +25,8 @@ bool acceptsConnections(std::uint16_t port)
     address.sin_family = AF_INET;
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
     address.sin_port = htons(port);
-    const bool connected = ::connect(fd, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0;
+    const bool connected =
+        ::connect(fd, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0;
     ::close(fd);
     return connected;
 }
@@ -60,7 +61,8 @@ protected:
         SSHTunnelOptions options;
         options.readinessTimeout = readinessTimeout;
         options.clock = clock.clock();
-        subject = std::make_unique<SSHTunnel>(configuration, std::move(sshPath), std::move(options));
+        subject =
+            std::make_unique<SSHTunnel>(configuration, std::move(sshPath), std::move(options));
         subject->start(published.callback());
     }
 

@@ -20,7 +20,8 @@ namespace {
 const SSHTunnelConfiguration boxConfiguration{u"box"_s, u"/run/herdr.sock"_s, 41234};
 
 const QString authenticationReason =
-    u"SSH couldn't authenticate to box. Load your key with `ssh-add`, or check your ~/.ssh/config."_s;
+    u"SSH couldn't authenticate to box. Load your key with `ssh-add`, or check your "
+    u"~/.ssh/config."_s;
 const QString forwardReason =
     u"SSH connected to box but couldn't forward the herdr socket. Is herdr running there?"_s;
 
@@ -90,12 +91,15 @@ TEST(SSHTunnelReasons, ReadinessFailureNamesTheRemoteSocket)
         {"channel 1: open failed: connect failed: open failed",
          u"SSH connected to box, but its server or proxy refused Unix-socket forwarding."_s},
         {"connect to /run/herdr.sock: No such file or directory",
-         u"SSH connected to box, but the remote herdr socket does not exist at /run/herdr.sock."_s},
+         u"SSH connected to box, but the remote herdr socket does not exist at "
+         u"/run/herdr.sock."_s},
         {"connect to /run/herdr.sock: Permission denied",
-         u"SSH connected to box, but it cannot access the remote herdr socket at /run/herdr.sock."_s},
+         u"SSH connected to box, but it cannot access the remote herdr socket at "
+         u"/run/herdr.sock."_s},
         {"", u"SSH connected to box, but herdr did not answer through /run/herdr.sock."_s},
         {"debug1: something else",
-         u"SSH connected to box, but herdr did not answer through /run/herdr.sock. SSH reported: debug1: something else"_s},
+         u"SSH connected to box, but herdr did not answer through /run/herdr.sock. SSH reported: "
+         u"debug1: something else"_s},
     };
     for (const auto& c : cases) {
         EXPECT_EQ(SSHTunnelReasons::readinessFailure(QString::fromUtf8(c.standardError),

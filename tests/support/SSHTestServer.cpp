@@ -27,7 +27,8 @@ QString currentUser()
 bool writeFile(const QString& path, const QByteArray& contents, QFile::Permissions permissions)
 {
     QFile file(path);
-    if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate) || file.write(contents) != contents.size())
+    if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate)
+        || file.write(contents) != contents.size())
         return false;
     file.close();
     return file.setPermissions(permissions);
@@ -170,11 +171,6 @@ void SSHTestServer::stop()
     }
     m_sshd.closePipes();
     m_log.reset();
-}
-
-QByteArray SSHTestServer::log() const
-{
-    return m_log ? m_startupLog + m_log->finish(0) : m_startupLog;
 }
 
 QString SSHTestServer::clientConfiguration(ClientKey key, HostKey host) const

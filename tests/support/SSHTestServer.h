@@ -36,8 +36,6 @@ public:
     static QString hostAlias() { return QStringLiteral("tunnel-test-host"); }
     std::uint16_t port() const { return m_port; }
     QString directory() const { return m_directory.path(); }
-    // What sshd logged so far.
-    QByteArray log() const;
 
     // An executable that runs ssh with a configuration of its own for `hostAlias`: the client
     // key that the server accepts or one it does not, and a known_hosts that has the server's
@@ -55,6 +53,7 @@ private:
     QString m_lastError;
     std::uint16_t m_port = 0;
     ChildProcess m_sshd;
+    // Keeps sshd's log pipe from filling once it listens.
     std::unique_ptr<BoundedPipeDrain> m_log;
     QByteArray m_startupLog;
 };

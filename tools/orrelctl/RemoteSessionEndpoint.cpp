@@ -65,20 +65,29 @@ void RemoteSessionEndpoint::addOptions(QCommandLineParser& parser)
         u"host"_s, u"watch a session of this SSH host, through a tunnel"_s, u"TARGET"_s));
 }
 
-QCoro::Task<RemoteSessionOpening> RemoteSessionEndpoint::openIfRequested(const QCommandLineParser& parser, CommandContext context)
+QCoro::Task<RemoteSessionOpening> RemoteSessionEndpoint::openIfRequested(
+    const QCommandLineParser& parser, const CommandContext& context)
 {
     if (!parser.isSet(u"host"_s))
-        co_return RemoteSessionOpening{};
-    if (parser.isSet(u"socket"_s))
-        co_return failed(context.fail(
-            u"orrelctl: --host and --socket cannot be used together"_s, ExitStatus::usage));
+        return settled({});
+    if (parser.isSet(u"socket"_s)) {
+        return settled(failed(context.fail(
+            u"orrelctl: --host and --socket cannot be used together"_s, ExitStatus::usage)));
+    }
     std::optional<QString> name;
     if (parser.isSet(u"session"_s))
         name = parser.value(u"session"_s);
-    co_return co_await open(parser.value(u"host"_s), std::move(name), std::move(context));
+    return open(parser.value(u"host"_s), std::move(name), context);
 }
 
-QCoro::Task<RemoteSessionOpening> RemoteSessionEndpoint::open(QString target, std::optional<QString> name, CommandContext context)
+QCoro::Task<RemoteSessionOpening> RemoteSessionEndpoint::settled(RemoteSessionOpening opening)
+{
+    co_return opening;
+}
+
+QCoro::Task<RemoteSessionOpening> RemoteSessionEndpoint::open(QString target,
+                                                              std::optional<QString> name,
+                                                              CommandContext context)
 {
     const SessionDirectory directory =
         SessionDirectory::located(std::make_shared<ProcessCommandRunner>(), context.environment);
@@ -129,9 +138,9 @@ QCoro::Task<RemoteSessionOpening> RemoteSessionEndpoint::open(QString target, st
         tunnel->stop();
         co_return failed(context.fail(reason));
     }
-    co_return RemoteSessionOpening{
-        std::unique_ptr<RemoteSessionEndpoint>(new RemoteSessionEndpoint(*session, std::move(tunnel))),
-        std::nullopt};
+    std::unique_ptr<RemoteSessionEndpoint> endpoint(
+        new RemoteSessionEndpoint(*session, std::move(tunnel)));
+    co_return RemoteSessionOpening{std::move(endpoint), std::nullopt};
 }
 
 #include "RemoteSessionEndpoint.moc"

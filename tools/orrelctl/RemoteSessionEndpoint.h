@@ -27,7 +27,8 @@ public:
 
     // Nothing when --host is not given. Otherwise finds the session on the host the way the
     // session directory lists it, forwards its socket and waits until herdr answers through it.
-    static QCoro::Task<RemoteSessionOpening> openIfRequested(const QCommandLineParser& parser, CommandContext context);
+    static QCoro::Task<RemoteSessionOpening> openIfRequested(const QCommandLineParser& parser,
+                                                             const CommandContext& context);
 
     const SessionDescriptor& descriptor() const { return m_descriptor; }
     HerdrEndpoint endpoint() const { return m_tunnel->endpoint(); }
@@ -36,7 +37,9 @@ public:
 private:
     RemoteSessionEndpoint(SessionDescriptor descriptor, std::unique_ptr<SSHTunnel> tunnel);
 
-    static QCoro::Task<RemoteSessionOpening> open(QString target, std::optional<QString> name, CommandContext context);
+    static QCoro::Task<RemoteSessionOpening> open(QString target, std::optional<QString> name,
+                                                  CommandContext context);
+    static QCoro::Task<RemoteSessionOpening> settled(RemoteSessionOpening opening);
 
     SessionDescriptor m_descriptor;
     std::unique_ptr<SSHTunnel> m_tunnel;

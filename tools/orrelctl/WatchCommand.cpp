@@ -76,8 +76,9 @@ QCoro::Task<int> runWatch(CommandContext context)
     addConnectionOptions(parser);
     RemoteSessionEndpoint::addOptions(parser);
     addJSONOption(parser);
-    if (!parseArguments(parser, context,
-                        u"watch [--socket PATH | --session NAME | --host TARGET [--session NAME]] [--json]"_s))
+    if (!parseArguments(
+            parser, context,
+            u"watch [--socket PATH | --session NAME | --host TARGET [--session NAME]] [--json]"_s))
         co_return ExitStatus::usage;
     if (!parser.positionalArguments().isEmpty())
         co_return context.fail(u"orrelctl watch: unexpected argument %1"_s.arg(
