@@ -1,5 +1,6 @@
 #pragma once
 
+#include "HerdrClient/Adapters/OpenCodeNativeFailure.h"
 #include "HerdrClient/Interaction/PendingInteraction.h"
 #include "HerdrClient/Support/Lifetime.h"
 #include "HerdrClient/Wire/HerdrError.h"
@@ -27,19 +28,22 @@ struct InteractionProviderError {
     bool operator==(const InteractionProviderError&) const = default;
 };
 
-// Why a prompt could not be read: the reader's own failure, or a failed herdr request passed on
-// as it came. Other readers add their own failure types here.
+// Why a prompt could not be read: the screen reader's own failure, a failed herdr request passed
+// on as it came, or what an opencode server answered (or did not). Other readers add their own
+// failure types here.
 struct InteractionReadFailure {
-    std::variant<InteractionProviderError, RequestFailure> error;
+    std::variant<InteractionProviderError, RequestFailure, OpenCodeNativeFailure> error;
 
     InteractionReadFailure(InteractionProviderError e) : error(std::move(e)) {}
     InteractionReadFailure(RequestFailure e) : error(std::move(e)) {}
+    InteractionReadFailure(OpenCodeNativeFailure e) : error(std::move(e)) {}
 
     const InteractionProviderError* providerError() const
     {
         return std::get_if<InteractionProviderError>(&error);
     }
     const RequestFailure* requestFailure() const { return std::get_if<RequestFailure>(&error); }
+    const OpenCodeNativeFailure* nativeFailure() const { return std::get_if<OpenCodeNativeFailure>(&error); }
 
     QString errorDescription() const;
     bool operator==(const InteractionReadFailure&) const = default;

@@ -65,6 +65,9 @@ QString InteractionResponseFailure::refusalSentence() const
                 .arg(sentence);
         else
             sentence += u'.';
+    } else if (const OpenCodeNativeFailure* reply = nativeReplyFailure(); reply && !reply->replySurelyNotTaken()) {
+        return u"%1 opencode did not confirm the reply, so it may have been taken. Nothing more was sent."_s.arg(
+            sentence);
     } else if (readFailure() && !sentence.endsWith(u'.')) {
         sentence += u'.';
     }
@@ -81,5 +84,7 @@ QString InteractionResponseFailure::reason() const
         return toString(responder->kind);
     if (const auto* send = sendFailure())
         return send->isKeysRejected() ? u"keysRejected"_s : u"sendFailed"_s;
+    if (nativeReplyFailure())
+        return u"replyFailed"_s;
     return u"unreadable"_s;
 }

@@ -11,21 +11,27 @@
 #include <variant>
 #include <vector>
 
-// Why an answer did not go out in full: the read, the responder, the planner or herdr, and what
-// had already reached the pane when it stopped (nothing, unless a send or a wait failed midway).
+// Why an answer did not go out in full: the read, the responder, the planner, herdr, or an
+// opencode server that did not take a native reply; and what had already reached the pane when
+// it stopped (nothing, unless a send or a wait failed midway).
 struct InteractionResponseFailure {
-    std::variant<InteractionReadFailure, InteractionResponderError, InteractionPlanningError, ActionFailure> error;
+    std::variant<InteractionReadFailure, InteractionResponderError, InteractionPlanningError, ActionFailure,
+                 OpenCodeNativeFailure>
+        error;
     std::vector<InteractionResponseOperation> sentOperations;
 
     InteractionResponseFailure(InteractionReadFailure e) : error(std::move(e)) {}
     InteractionResponseFailure(InteractionResponderError e) : error(std::move(e)) {}
     InteractionResponseFailure(InteractionPlanningError e) : error(e) {}
     InteractionResponseFailure(ActionFailure e) : error(std::move(e)) {}
+    // Only for the reply itself; a failed native read is an `InteractionReadFailure`.
+    InteractionResponseFailure(OpenCodeNativeFailure e) : error(std::move(e)) {}
 
     const InteractionReadFailure* readFailure() const { return std::get_if<InteractionReadFailure>(&error); }
     const InteractionResponderError* responderError() const { return std::get_if<InteractionResponderError>(&error); }
     const InteractionPlanningError* planningError() const { return std::get_if<InteractionPlanningError>(&error); }
     const ActionFailure* sendFailure() const { return std::get_if<ActionFailure>(&error); }
+    const OpenCodeNativeFailure* nativeReplyFailure() const { return std::get_if<OpenCodeNativeFailure>(&error); }
     bool isStale() const
     {
         return responderError() && responderError()->kind == InteractionResponderError::Kind::staleInteraction;
