@@ -113,11 +113,9 @@ OpenCodeHTTPClient::reply(OpenCodePaneDescriptor descriptor, QString requestID, 
 QCoro::Task<OpenCodeNativeRequesting::Result<JSONValue>> OpenCodeHTTPClient::fetchJSON(OpenCodeHTTPRequest request,
                                                                                        OpenCodeHTTPLimits limits)
 {
-    const OpenCodeHTTPResult response = co_await OpenCodeHTTPExchange::send(std::move(request), limits);
+    const auto response = co_await exchange(std::move(request), limits);
     if (!response)
         co_return std::unexpected(response.error());
-    if (response->status < 200 || response->status > 299)
-        co_return std::unexpected(Failure(OpenCodeNativeProviderError::rejectedStatus(response->status)));
     auto json = JSONValue::parse(response->body);
     if (!json)
         co_return std::unexpected(Failure(OpenCodeNativeProviderError::invalidResponse()));
@@ -127,12 +125,18 @@ QCoro::Task<OpenCodeNativeRequesting::Result<JSONValue>> OpenCodeHTTPClient::fet
 QCoro::Task<OpenCodeNativeRequesting::Result<void>> OpenCodeHTTPClient::post(OpenCodeHTTPRequest request,
                                                                              OpenCodeHTTPLimits limits)
 {
-    const OpenCodeHTTPResult response = co_await OpenCodeHTTPExchange::send(std::move(request), limits);
+    const auto response = co_await exchange(std::move(request), limits);
     if (!response)
         co_return std::unexpected(response.error());
-    if (response->status < 200 || response->status > 299)
-        co_return std::unexpected(Failure(OpenCodeNativeProviderError::rejectedStatus(response->status)));
     co_return {};
+}
+
+QCoro::Task<OpenCodeHTTPResult> OpenCodeHTTPClient::exchange(OpenCodeHTTPRequest request, OpenCodeHTTPLimits limits)
+{
+    OpenCodeHTTPResult response = co_await OpenCodeHTTPExchange::send(std::move(request), limits);
+    if (response && (response->status < 200 || response->status > 299))
+        co_return std::unexpected(Failure(OpenCodeNativeProviderError::rejectedStatus(response->status)));
+    co_return response;
 }
 
 QByteArray OpenCodeHTTPClient::segment(const QString& text)

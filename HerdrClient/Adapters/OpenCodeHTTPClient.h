@@ -21,6 +21,8 @@ public:
     static QCoro::Task<Result<JSONValue>> fetchJSON(OpenCodeHTTPRequest request, OpenCodeHTTPLimits limits);
     // Succeeds on any 2xx answer, whatever its body.
     static QCoro::Task<Result<void>> post(OpenCodeHTTPRequest request, OpenCodeHTTPLimits limits);
+    // The answer when its status is 2xx.
+    static QCoro::Task<OpenCodeHTTPResult> exchange(OpenCodeHTTPRequest request, OpenCodeHTTPLimits limits);
 
     // One path segment, with "/", "?", "#" and ".." unable to leave it.
     static QByteArray segment(const QString& text);

@@ -28,7 +28,7 @@ readNative(std::optional<OpenCodePaneDescriptor> descriptor, std::shared_ptr<Ope
 
     const auto prompt = co_await client->lastUserPrompt(*descriptor);
     const std::optional<QString> userPrompt = prompt ? *prompt : std::nullopt;
-    PendingInteraction interaction = Provider::interaction(*request, paneID, agentID, paneRevision, userPrompt);
+    PendingInteraction interaction = Provider::approval(*request, paneID, agentID, paneRevision, userPrompt);
     Provider::Reading reading{*descriptor, std::move(interaction)};
     co_return reading;
 }
@@ -76,11 +76,11 @@ OpenCodeNativeInteractionProvider::newestRequest(const std::vector<OpenCodePermi
     return std::nullopt;
 }
 
-PendingInteraction OpenCodeNativeInteractionProvider::interaction(const OpenCodePermissionRequest& request,
-                                                                  const QString& paneID,
-                                                                  const std::optional<QString>& agentID,
-                                                                  const std::optional<quint64>& paneRevision,
-                                                                  const std::optional<QString>& userPrompt)
+PendingInteraction OpenCodeNativeInteractionProvider::approval(const OpenCodePermissionRequest& request,
+                                                               const QString& paneID,
+                                                               const std::optional<QString>& agentID,
+                                                               const std::optional<quint64>& paneRevision,
+                                                               const std::optional<QString>& userPrompt)
 {
     const auto joined = [](const std::vector<QString>& lines) -> std::optional<QString> {
         if (lines.empty())

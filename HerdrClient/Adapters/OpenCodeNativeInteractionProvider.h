@@ -32,10 +32,10 @@ public:
 
     // The approval for one request. A failed look-up of the person's last words leaves
     // `userPrompt` absent and changes nothing else.
-    static PendingInteraction interaction(const OpenCodePermissionRequest& request, const QString& paneID,
-                                          const std::optional<QString>& agentID,
-                                          const std::optional<quint64>& paneRevision,
-                                          const std::optional<QString>& userPrompt);
+    static PendingInteraction approval(const OpenCodePermissionRequest& request, const QString& paneID,
+                                       const std::optional<QString>& agentID,
+                                       const std::optional<quint64>& paneRevision,
+                                       const std::optional<QString>& userPrompt);
 
     // The newest request of the session, since the list runs from oldest to newest.
     static std::optional<OpenCodePermissionRequest>

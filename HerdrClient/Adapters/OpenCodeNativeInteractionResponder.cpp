@@ -15,6 +15,16 @@ OpenCodeNativeFailure providerGone(const QString& paneID)
     return OpenCodeNativeProviderError::descriptorMissing(paneID);
 }
 
+// The request the person saw was answered or withdrawn meanwhile: as stale as a replaced one,
+// only with nothing in its place.
+InteractionResponderError goneMeanwhile(InteractionFingerprint expected)
+{
+    InteractionResponderError error;
+    error.kind = InteractionResponderError::Kind::staleInteraction;
+    error.expected = std::move(expected);
+    return error;
+}
+
 QCoro::Task<InteractionResponseOutcome> respondNatively(OpenCodeNativeInteractionProvider* provider,
                                                         Lifetime::Guard providerAlive,
                                                         std::shared_ptr<OpenCodeNativeRequesting> client,
@@ -25,6 +35,8 @@ QCoro::Task<InteractionResponseOutcome> respondNatively(OpenCodeNativeInteractio
     if (!providerAlive)
         co_return std::unexpected(InteractionReadFailure(providerGone(request.paneID)));
     auto fresh = co_await provider->read(request.paneID, request.agentID, request.paneRevision);
+    if (!fresh && fresh.error().isNoPendingPermission())
+        co_return std::unexpected(goneMeanwhile(request.expectedFingerprint));
     if (!fresh)
         co_return std::unexpected(InteractionReadFailure(fresh.error()));
     const PendingInteraction validated = fresh->interaction;

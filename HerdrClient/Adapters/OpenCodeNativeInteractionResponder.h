@@ -8,8 +8,8 @@
 
 // Answers an opencode permission over HTTP instead of with keys. The same gate as on the screen:
 // read the request afresh and compare fingerprints (the request id is part of it, so a request
-// answered or replaced meanwhile is refused), map the intent, and only then reply, to the server
-// the fresh read came from.
+// replaced meanwhile is refused, and so is one answered meanwhile, which leaves none to read),
+// map the intent, and only then reply, to the server the fresh read came from.
 //
 // Stateless, and a call may outlive the responder; a call that outlives the provider reads
 // nothing more and, before the reply, sends nothing.

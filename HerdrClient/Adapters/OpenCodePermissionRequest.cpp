@@ -4,8 +4,6 @@ using namespace Qt::StringLiterals;
 
 Decoded<OpenCodePermissionRequest> OpenCodePermissionRequest::decode(const JSONValue& value)
 {
-    if (!value.objectValue())
-        return std::unexpected(DecodingError{u"expected an object"_s});
     RecordReader reader(value);
     OpenCodePermissionRequest request;
     request.id = reader.required<QString>(u"id");

@@ -8,8 +8,6 @@ using namespace Qt::StringLiterals;
 
 Decoded<OpenCodeSessionMessage::Info> OpenCodeSessionMessage::Info::decode(const JSONValue& value)
 {
-    if (!value.objectValue())
-        return std::unexpected(DecodingError{u"expected an object"_s});
     RecordReader reader(value);
     Info info;
     info.role = reader.required<QString>(u"role");
@@ -18,8 +16,6 @@ Decoded<OpenCodeSessionMessage::Info> OpenCodeSessionMessage::Info::decode(const
 
 Decoded<OpenCodeSessionMessage::Part> OpenCodeSessionMessage::Part::decode(const JSONValue& value)
 {
-    if (!value.objectValue())
-        return std::unexpected(DecodingError{u"expected an object"_s});
     RecordReader reader(value);
     Part part;
     part.type = reader.required<QString>(u"type");
@@ -31,8 +27,6 @@ Decoded<OpenCodeSessionMessage::Part> OpenCodeSessionMessage::Part::decode(const
 
 Decoded<OpenCodeSessionMessage> OpenCodeSessionMessage::decode(const JSONValue& value)
 {
-    if (!value.objectValue())
-        return std::unexpected(DecodingError{u"expected an object"_s});
     RecordReader reader(value);
     OpenCodeSessionMessage message;
     message.info = reader.required<Info>(u"info");

@@ -32,13 +32,15 @@ JSONValue userMessage(const QString& text, bool synthetic = false)
                           {{u"type"_s, u"text"_s}, {u"text"_s, text}, {u"synthetic"_s, synthetic}})})}});
 }
 
-// One opencode server, the pane that names it, and the native pair in front of it. Requests time
-// out quickly so that a silent server ends a test in well under a second.
+// One opencode server, the pane that names it, and the native pair in front of it. A test that
+// wants a silent server to time out shortens the deadline of the reads or of the reply alone, so
+// that nothing it expects to succeed runs against a short deadline.
 struct NativeFixture {
-    explicit NativeFixture(OpenCodeHTTPLimits limits = {200ms, 64 * 1024})
-        : client(std::make_shared<OpenCodeHTTPClient>(limits)),
+    explicit NativeFixture(std::chrono::milliseconds readDeadline = 10s,
+                           std::chrono::milliseconds replyDeadline = 10s)
+        : client(std::make_shared<OpenCodeHTTPClient>(OpenCodeHTTPLimits{readDeadline, 64 * 1024})),
           provider(registry, client),
-          responder(provider, client)
+          responder(provider, std::make_shared<OpenCodeHTTPClient>(OpenCodeHTTPLimits{replyDeadline, 64 * 1024}))
     {
         EXPECT_TRUE(server.start());
         registry.replace({openCodePane(paneID, server.url(), session)});
@@ -53,6 +55,22 @@ struct NativeFixture {
     }
 
     std::vector<FakeHTTPRequest> posts() const { return server.requests("POST"); }
+
+    // The pane session's one request "per_1", as the person saw it.
+    PendingInteraction shown()
+    {
+        server.setPermissions(JSONValue::array({permission(u"per_1"_s, session)}));
+        auto seen = read();
+        EXPECT_TRUE(seen);
+        return seen.value_or(PendingInteraction{});
+    }
+
+    // The same, without asking the server.
+    static PendingInteraction shownOffline()
+    {
+        const auto request = OpenCodePermissionRequest::decode(permission(u"per_1"_s, session));
+        return OpenCodeNativeInteractionProvider::approval(*request, paneID, u"opencode"_s, 7, std::nullopt);
+    }
 
     FakeOpenCodeServer server;
     OpenCodePaneRegistry registry;
@@ -190,28 +208,22 @@ TEST(OpenCodeNative, ServerWithoutTheReplyRouteGetsTheOlderOneOnce)
 
 TEST(OpenCodeNative, AStaleRequestIsRefusedAndNothingIsSent)
 {
-    struct Case {
-        const char* name;
-        JSONValue pendingAtAnswer;
-        QString sentence;
+    const std::pair<const char*, JSONValue> cases[] = {
+        {"replaced by another request", JSONValue::array({permission(u"per_2"_s, session)})},
+        {"same id, another command", JSONValue::array({permission(u"per_1"_s, session, u"git push -f"_s)})},
+        {"answered meanwhile", JSONValue::array({permission(u"per_9"_s, u"ses_other"_s)})},
     };
-    const Case cases[] = {
-        {"replaced by another request", JSONValue::array({permission(u"per_2"_s, session)}),
-         u"The interaction changed before the response was sent. Nothing was sent."_s},
-        {"answered meanwhile", JSONValue::array({}),
-         u"opencode has no permission request waiting in pane w1:p3. Nothing was sent."_s},
-    };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.name);
+    for (const auto& [name, pendingAtAnswer] : cases) {
+        SCOPED_TRACE(name);
         NativeFixture fixture;
-        fixture.server.setPermissions(JSONValue::array({permission(u"per_1"_s, session)}));
-        const auto seen = fixture.read();
-        ASSERT_TRUE(seen);
-        fixture.server.setPermissions(c.pendingAtAnswer);
+        const PendingInteraction seen = fixture.shown();
+        fixture.server.setPermissions(pendingAtAnswer);
 
-        const auto outcome = fixture.respond(*seen, InteractionResponseIntent::approve());
+        const auto outcome = fixture.respond(seen, InteractionResponseIntent::approve());
         ASSERT_FALSE(outcome);
-        EXPECT_EQ(outcome.error().refusalSentence(), c.sentence);
+        EXPECT_TRUE(outcome.error().isStale());
+        EXPECT_EQ(outcome.error().refusalSentence(),
+                  u"The interaction changed before the response was sent. Nothing was sent."_s);
         EXPECT_TRUE(fixture.posts().empty());
     }
 }
@@ -219,13 +231,11 @@ TEST(OpenCodeNative, AStaleRequestIsRefusedAndNothingIsSent)
 TEST(OpenCodeNative, IntentsThatAreNoPermissionAnswerAreRefused)
 {
     NativeFixture fixture;
-    fixture.server.setPermissions(JSONValue::array({permission(u"per_1"_s, session)}));
-    const auto seen = fixture.read();
-    ASSERT_TRUE(seen);
+    const PendingInteraction seen = fixture.shown();
     for (const auto& intent : {InteractionResponseIntent::selectChoice(3), InteractionResponseIntent::selectChoice(-1),
                                InteractionResponseIntent::submit(), InteractionResponseIntent::cancel()}) {
         SCOPED_TRACE(intent.description().toStdString());
-        const auto outcome = fixture.respond(*seen, intent);
+        const auto outcome = fixture.respond(seen, intent);
         ASSERT_FALSE(outcome);
         ASSERT_TRUE(outcome.error().responderError());
         EXPECT_EQ(outcome.error().responderError()->kind, InteractionResponderError::Kind::unsupportedIntent);
@@ -262,17 +272,17 @@ TEST(OpenCodeNative, BrokenServersEndInWordsWithNothingSent)
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
-        NativeFixture fixture;
+        const bool silent = c.reply.kind == FakeHTTPReply::Kind::silent;
+        NativeFixture fixture(silent ? 300ms : 10s);
         fixture.server.setPermissions(JSONValue::array({permission(u"per_1"_s, session)}));
-        const auto seen = fixture.read();
-        ASSERT_TRUE(seen);
+        const PendingInteraction seen = NativeFixture::shownOffline();
         fixture.server.setOverride("GET", "/permission", c.reply);
 
         const auto read = fixture.read();
         ASSERT_FALSE(read);
         ASSERT_TRUE(read.error().nativeFailure());
         EXPECT_EQ(read.error().nativeFailure()->reason(), c.reason);
-        const auto outcome = fixture.respond(*seen, InteractionResponseIntent::approve());
+        const auto outcome = fixture.respond(seen, InteractionResponseIntent::approve());
         ASSERT_FALSE(outcome);
         EXPECT_EQ(outcome.error().refusalSentence(), c.sentence);
         EXPECT_TRUE(fixture.posts().empty());
@@ -292,12 +302,10 @@ TEST(OpenCodeNative, ServerGoneIsUnreachable)
 
 TEST(OpenCodeNative, AReplyWithoutAnAnswerMayHaveBeenTaken)
 {
-    NativeFixture fixture;
-    fixture.server.setPermissions(JSONValue::array({permission(u"per_1"_s, session)}));
-    const auto seen = fixture.read();
-    ASSERT_TRUE(seen);
+    NativeFixture fixture(10s, 300ms);
+    const PendingInteraction seen = fixture.shown();
     fixture.server.setOverride("POST", "/permission/per_1/reply", FakeHTTPReply::silent());
-    const auto outcome = fixture.respond(*seen, InteractionResponseIntent::approve());
+    const auto outcome = fixture.respond(seen, InteractionResponseIntent::approve());
     ASSERT_FALSE(outcome);
     ASSERT_TRUE(outcome.error().nativeReplyFailure());
     EXPECT_EQ(outcome.error().reason(), u"replyFailed"_s);
@@ -311,11 +319,9 @@ TEST(OpenCodeNative, AReplyWithoutAnAnswerMayHaveBeenTaken)
 TEST(OpenCodeNative, ARefusedReplySaysNothingWasSent)
 {
     NativeFixture fixture;
-    fixture.server.setPermissions(JSONValue::array({permission(u"per_1"_s, session)}));
-    const auto seen = fixture.read();
-    ASSERT_TRUE(seen);
+    const PendingInteraction seen = fixture.shown();
     fixture.server.setOverride("POST", "/permission/per_1/reply", FakeHTTPReply::json(JSONValue::object({}), 400));
-    const auto outcome = fixture.respond(*seen, InteractionResponseIntent::deny());
+    const auto outcome = fixture.respond(seen, InteractionResponseIntent::deny());
     ASSERT_FALSE(outcome);
     EXPECT_EQ(outcome.error().refusalSentence(),
               u"opencode's server answered with HTTP status 400. Nothing was sent."_s);
@@ -346,7 +352,7 @@ TEST(OpenCodeNative, ChunkedAnswersOverIPv6AreRead)
     FakeHTTPReply reply = FakeHTTPReply::json(JSONValue::array({permission(u"per_1"_s, session)}));
     reply.chunked = true;
     server.setOverride("GET", "/permission", reply);
-    OpenCodeHTTPClient client({2s, 64 * 1024});
+    OpenCodeHTTPClient client({10s, 64 * 1024});
     OpenCodePaneDescriptor descriptor{QUrl(u"http://localhost:%1/"_s.arg(server.port())), session, std::nullopt};
     const auto permissions = runTask(client.pendingPermissions(descriptor));
     ASSERT_TRUE(permissions) << permissions.error().errorDescription().toStdString();

@@ -129,16 +129,16 @@ TEST(OpenCodeNativeInteractionProvider, NewestRequestOfTheSessionWinsAndTheTitle
     EXPECT_EQ(OpenCodeNativeInteractionProvider::newestRequest({mine, newer, other}, u"s"_s)->id, u"2"_s);
     EXPECT_FALSE(OpenCodeNativeInteractionProvider::newestRequest({other}, u"s"_s));
 
-    const auto titled = OpenCodeNativeInteractionProvider::interaction(newer, u"p"_s, {}, {}, {});
+    const auto titled = OpenCodeNativeInteractionProvider::approval(newer, u"p"_s, {}, {}, {});
     EXPECT_EQ(titled.title, u"Edit main.cpp"_s);
-    const auto plain = OpenCodeNativeInteractionProvider::interaction(mine, u"p"_s, {}, quint64(1) << 63, {});
+    const auto plain = OpenCodeNativeInteractionProvider::approval(mine, u"p"_s, {}, quint64(1) << 63, {});
     EXPECT_EQ(plain.title, u"OpenCode requests edit permission"_s);
     EXPECT_FALSE(plain.body);
     EXPECT_FALSE(plain.evidence.paneRevision);
     ASSERT_EQ(plain.choices.size(), 2u);
     EXPECT_EQ(plain.choices[1].label, u"Deny"_s);
     // The request id is part of the identity: a replaced request is another prompt.
-    EXPECT_NE(titled.fingerprint(), OpenCodeNativeInteractionProvider::interaction(mine, u"p"_s, {}, {}, {}).fingerprint());
+    EXPECT_NE(titled.fingerprint(), OpenCodeNativeInteractionProvider::approval(mine, u"p"_s, {}, {}, {}).fingerprint());
 }
 
 TEST(OpenCodeHTTPClient, PathSegmentsCannotLeaveTheirPlace)
@@ -216,7 +216,7 @@ TEST(OpenCodeHTTPResponseReader, FramesBodiesAndRefusesWhatIsNotHTTPOrTooLarge)
 TEST(OpenCodeNativeInteractionResponder, RefusesIntentsOutsideTheChoices)
 {
     OpenCodePermissionRequest request{u"1"_s, u"s"_s, u"edit"_s, {}, {}, {}, {}};
-    const auto twoChoices = OpenCodeNativeInteractionProvider::interaction(request, u"p"_s, {}, {}, {});
+    const auto twoChoices = OpenCodeNativeInteractionProvider::approval(request, u"p"_s, {}, {}, {});
     const auto refused = OpenCodeNativeInteractionResponder::reply(InteractionResponseIntent::selectChoice(2), twoChoices);
     ASSERT_FALSE(refused);
     EXPECT_EQ(refused.error().kind, InteractionResponderError::Kind::unsupportedIntent);
