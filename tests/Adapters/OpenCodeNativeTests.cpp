@@ -300,31 +300,31 @@ TEST(OpenCodeNative, ServerGoneIsUnreachable)
     EXPECT_EQ(read.error().errorDescription(), u"opencode's server could not be reached."_s);
 }
 
-TEST(OpenCodeNative, AReplyWithoutAnAnswerMayHaveBeenTaken)
+// A refusal from the server means the reply was not taken; a silence or a cut connection leaves
+// that open, and the sentence must not claim otherwise.
+TEST(OpenCodeNative, AFailedReplySaysWhetherItMayHaveBeenTaken)
 {
-    NativeFixture fixture(10s, 300ms);
-    const PendingInteraction seen = fixture.shown();
-    fixture.server.setOverride("POST", "/permission/per_1/reply", FakeHTTPReply::silent());
-    const auto outcome = fixture.respond(seen, InteractionResponseIntent::approve());
-    ASSERT_FALSE(outcome);
-    ASSERT_TRUE(outcome.error().nativeReplyFailure());
-    EXPECT_EQ(outcome.error().reason(), u"replyFailed"_s);
-    EXPECT_EQ(outcome.error().refusalSentence(),
-              u"opencode's server did not answer in time. opencode did not confirm the reply, so it may have been "
-              "taken. Nothing more was sent."_s);
-    // No second try on another route: only a 404 means the route is unknown.
-    EXPECT_EQ(fixture.posts().size(), 1u);
-}
-
-TEST(OpenCodeNative, ARefusedReplySaysNothingWasSent)
-{
-    NativeFixture fixture;
-    const PendingInteraction seen = fixture.shown();
-    fixture.server.setOverride("POST", "/permission/per_1/reply", FakeHTTPReply::json(JSONValue::object({}), 400));
-    const auto outcome = fixture.respond(seen, InteractionResponseIntent::deny());
-    ASSERT_FALSE(outcome);
-    EXPECT_EQ(outcome.error().refusalSentence(),
-              u"opencode's server answered with HTTP status 400. Nothing was sent."_s);
+    const std::pair<FakeHTTPReply, QString> cases[] = {
+        {FakeHTTPReply::json(JSONValue::object({}), 400),
+         u"opencode's server answered with HTTP status 400. Nothing was sent."_s},
+        {FakeHTTPReply::silent(), u"opencode's server did not answer in time. opencode did not confirm the reply, so "
+                                  "it may have been taken. Nothing more was sent."_s},
+        {FakeHTTPReply::raw({}), u"opencode's server gave an answer that could not be read. opencode did not confirm "
+                                 "the reply, so it may have been taken. Nothing more was sent."_s},
+    };
+    for (const auto& [reply, sentence] : cases) {
+        SCOPED_TRACE(sentence.toStdString());
+        NativeFixture fixture(10s, 300ms);
+        const PendingInteraction seen = fixture.shown();
+        fixture.server.setOverride("POST", "/permission/per_1/reply", reply);
+        const auto outcome = fixture.respond(seen, InteractionResponseIntent::deny());
+        ASSERT_FALSE(outcome);
+        ASSERT_TRUE(outcome.error().nativeReplyFailure());
+        EXPECT_EQ(outcome.error().reason(), u"replyFailed"_s);
+        EXPECT_EQ(outcome.error().refusalSentence(), sentence);
+        // No second try on the older route: only a 404 says the route is unknown.
+        EXPECT_EQ(fixture.posts().size(), 1u);
+    }
 }
 
 TEST(OpenCodeNative, ANonLoopbackEndpointIsNeverDialled)

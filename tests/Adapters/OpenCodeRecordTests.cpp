@@ -1,7 +1,6 @@
 #include "HerdrClient/Adapters/OpenCodeHTTPClient.h"
 #include "HerdrClient/Adapters/OpenCodeHTTPResponseReader.h"
 #include "HerdrClient/Adapters/OpenCodeNativeInteractionProvider.h"
-#include "HerdrClient/Adapters/OpenCodeNativeInteractionResponder.h"
 #include "HerdrClient/Adapters/OpenCodeSessionMessage.h"
 #include "tests/Adapters/OpenCodeTestSupport.h"
 
@@ -117,17 +116,12 @@ TEST(OpenCodeSessionMessage, LastUserTextSkipsWhatThePersonDidNotType)
     EXPECT_FALSE(OpenCodeSessionMessage::lastUserText({}));
 }
 
-TEST(OpenCodeNativeInteractionProvider, NewestRequestOfTheSessionWinsAndTheTitleFallsBack)
+TEST(OpenCodeNativeInteractionProvider, TheTitleFallsBackAndTheRequestIDIsPartOfTheIdentity)
 {
     OpenCodePermissionRequest mine{u"1"_s, u"s"_s, u"edit"_s, {}, {}, {}, {}};
     OpenCodePermissionRequest newer = mine;
     newer.id = u"2"_s;
     newer.title = u"Edit main.cpp"_s;
-    OpenCodePermissionRequest other = mine;
-    other.id = u"3"_s;
-    other.sessionID = u"t"_s;
-    EXPECT_EQ(OpenCodeNativeInteractionProvider::newestRequest({mine, newer, other}, u"s"_s)->id, u"2"_s);
-    EXPECT_FALSE(OpenCodeNativeInteractionProvider::newestRequest({other}, u"s"_s));
 
     const auto titled = OpenCodeNativeInteractionProvider::approval(newer, u"p"_s, {}, {}, {});
     EXPECT_EQ(titled.title, u"Edit main.cpp"_s);
@@ -211,15 +205,4 @@ TEST(OpenCodeHTTPResponseReader, FramesBodiesAndRefusesWhatIsNotHTTPOrTooLarge)
             EXPECT_EQ(reader.failure() ? reader.failure()->reason() : QString(), c.reason);
         }
     }
-}
-
-TEST(OpenCodeNativeInteractionResponder, RefusesIntentsOutsideTheChoices)
-{
-    OpenCodePermissionRequest request{u"1"_s, u"s"_s, u"edit"_s, {}, {}, {}, {}};
-    const auto twoChoices = OpenCodeNativeInteractionProvider::approval(request, u"p"_s, {}, {}, {});
-    const auto refused = OpenCodeNativeInteractionResponder::reply(InteractionResponseIntent::selectChoice(2), twoChoices);
-    ASSERT_FALSE(refused);
-    EXPECT_EQ(refused.error().kind, InteractionResponderError::Kind::unsupportedIntent);
-    EXPECT_EQ(refused.error().interactionKind, InteractionKind::approval);
-    EXPECT_FALSE(OpenCodeNativeInteractionResponder::reply(InteractionResponseIntent::setChoice(0, true), twoChoices));
 }
