@@ -48,8 +48,13 @@ SessionRuntime::SessionRuntime(SessionDescriptor descriptor, HerdrEndpoint endpo
       m_client(std::move(dependencies.client)),
       m_clock(std::move(dependencies.clock)),
       m_actions(*m_client, nullptr, withSleep(m_clock)),
-      m_reader(*m_client, PromptClassifier(ScreenAdapterRegistry::standard())),
-      m_responder(m_reader, m_actions, withSleep(m_clock)),
+      m_openCodeClient(std::make_shared<OpenCodeHTTPClient>()),
+      m_screenReader(*m_client, PromptClassifier(ScreenAdapterRegistry::standard())),
+      m_nativeReader(m_openCodePanes, m_openCodeClient),
+      m_reader(m_openCodePanes, m_nativeReader, m_screenReader),
+      m_screenResponder(m_screenReader, m_actions, withSleep(m_clock)),
+      m_nativeResponder(m_nativeReader, m_openCodeClient),
+      m_responder(m_openCodePanes, m_nativeResponder, m_screenResponder),
       m_interactions(std::make_unique<InteractionCoordinator>(m_reader, m_responder,
                                                               withSleep(m_clock))),
       m_recentOutput(*m_client, 40, 16, 4096),
@@ -214,6 +219,8 @@ QCoro::Task<> SessionRuntime::pollOnce()
     setConnection(Connection::connected);
     setError(std::nullopt);
     const auto selected = selectedPaneID();
+    // Only a whole snapshot tells which panes name an opencode server now.
+    m_openCodePanes.replace(snapshot->uniquePanes());
     const StateTransitionResult transitions = m_store.reconcileTransitions(*snapshot);
     refreshAttention(m_clock.now());
     const auto modesBefore = m_agentModesByPane.size();

@@ -1,5 +1,11 @@
 #pragma once
 
+#include "HerdrClient/Adapters/OpenCodeHTTPClient.h"
+#include "HerdrClient/Adapters/OpenCodeNativeInteractionProvider.h"
+#include "HerdrClient/Adapters/OpenCodeNativeInteractionResponder.h"
+#include "HerdrClient/Adapters/OpenCodePaneRegistry.h"
+#include "HerdrClient/Adapters/RoutedInteractionProvider.h"
+#include "HerdrClient/Adapters/RoutedInteractionResponder.h"
 #include "HerdrClient/Attention/SessionAttention.h"
 #include "HerdrClient/Interaction/AgentMode.h"
 #include "HerdrClient/Interaction/ScreenAgentModeProvider.h"
@@ -180,10 +186,17 @@ private:
     HerdrEndpoint m_endpoint;
     std::unique_ptr<HerdrClient> m_client;
     Clock m_clock;
-    // Declared after the client they use, so that they end before it.
+    // Declared after what they use, so that they end before it. Panes that name their opencode
+    // server are read and answered through it, all others through their screens.
     Actions m_actions;
-    ScreenInteractionProvider m_reader;
-    InteractionResponder m_responder;
+    OpenCodePaneRegistry m_openCodePanes;
+    std::shared_ptr<OpenCodeHTTPClient> m_openCodeClient;
+    ScreenInteractionProvider m_screenReader;
+    OpenCodeNativeInteractionProvider m_nativeReader;
+    RoutedInteractionProvider m_reader;
+    InteractionResponder m_screenResponder;
+    OpenCodeNativeInteractionResponder m_nativeResponder;
+    RoutedInteractionResponder m_responder;
     std::unique_ptr<InteractionCoordinator> m_interactions;
     ScreenRecentOutputProvider m_recentOutput;
     SafeIdlePromptSender m_idlePrompts;

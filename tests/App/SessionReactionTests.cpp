@@ -1,6 +1,7 @@
 // The whole cycle of a session, from a poll or an event to attention, prompts, activity,
 // agent modes and completion summaries.
 #include "tests/App/SessionRuntimeFixture.h"
+#include "tests/support/FakeOpenCodeServer.h"
 
 namespace {
 
@@ -98,6 +99,36 @@ TEST_F(SessionReactionTest, ARejectedSubscriptionKeepsWhatThePollsFound)
     EXPECT_EQ(runtime->interactions().state(u"w1:p1"_s), prompt);
     EXPECT_EQ(runtime->attention(), attention);
     EXPECT_EQ(runtime->store().panes().size(), 3u);
+}
+
+TEST_F(SessionReactionTest, AnOpenCodePaneIsReadFromItsOwnServerAndNeverFromItsScreen)
+{
+    FakeOpenCodeServer openCode;
+    ASSERT_TRUE(openCode.start());
+    openCode.setPermissions(JSONValue::array({JSONValue::object(
+        {{u"id"_s, u"per_1"_s},
+         {u"sessionID"_s, u"ses_1"_s},
+         {u"permission"_s, u"bash"_s},
+         {u"patterns"_s, JSONValue::array({u"git push"_s})},
+         {u"always"_s, JSONValue::array({u"git push *"_s})}})}));
+    scenario.addPane(JSONValue::object(
+        {{u"pane_id"_s, u"w2:p2"_s},
+         {u"agent"_s, u"opencode"_s},
+         {u"agent_status"_s, u"blocked"_s},
+         {u"tokens"_s, JSONValue::object({{u"opencode_url"_s, openCode.url()},
+                                          {u"opencode_session"_s, u"ses_1"_s}})}}));
+    make().start(&host);
+    ASSERT_TRUE(processEventsUntil([&] { return host.cycles.size() == 1; }));
+
+    const auto native = runtime->interactions().state(u"w2:p2"_s);
+    ASSERT_TRUE(native && native->interaction);
+    EXPECT_EQ(native->interaction->evidence.source, InteractionSourceKind::native);
+    for (const auto& read : server.requestsFor(u"pane.read"_s))
+        EXPECT_NE(read.params.member(u"pane_id")->stringValue(), u"w2:p2"_s);
+    // The screen panes keep their screen path.
+    const auto screen = runtime->interactions().state(u"w1:p1"_s);
+    ASSERT_TRUE(screen && screen->interaction);
+    EXPECT_EQ(screen->interaction->evidence.source, InteractionSourceKind::screen);
 }
 
 } // namespace
