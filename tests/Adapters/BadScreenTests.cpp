@@ -2,6 +2,7 @@
 // generic reading or their own outcome, never crash, and never read a prompt into noise.
 #include "HerdrClient/Interaction/PromptClassifier.h"
 #include "HerdrClient/Interaction/ScreenInteractionProvider.h"
+#include "tests/Adapters/ReadingChecks.h"
 
 #include <gtest/gtest.h>
 
@@ -18,21 +19,6 @@ PendingInteraction classify(const QString& agent, const QString& text, const std
     static const PromptClassifier classifier(ScreenAdapterRegistry::standard());
     const auto tab = visible ? ScreenInteractionProvider::currentTabLabel(*visible) : std::nullopt;
     return classifier.classifyInteraction(u"w1:p1"_s, agent, text, visible, std::nullopt, tab);
-}
-
-void expectSound(const PendingInteraction& reading, const std::string& name)
-{
-    if (reading.presentation.selectedChoiceIndex) {
-        EXPECT_LT(*reading.presentation.selectedChoiceIndex, qint64(reading.choices.size())) << name;
-    }
-    if (reading.presentation.activeStepIndex) {
-        EXPECT_LT(*reading.presentation.activeStepIndex, qint64(reading.steps.size())) << name;
-    }
-    if (reading.kind == InteractionKind::unknown) {
-        EXPECT_TRUE(reading.choices.empty()) << name;
-        EXPECT_EQ(reading.evidence.confidence, InteractionConfidence::fallback) << name;
-    }
-    EXPECT_EQ(reading.fingerprint().rawValue.size(), 64) << name;
 }
 
 QString randomBytesAsText(std::mt19937& random, int size)
@@ -61,7 +47,7 @@ TEST(BadScreens, NoiseIsNeverAPrompt)
     for (const auto& [name, text] : screens) {
         for (const auto& agent : agents) {
             const auto reading = classify(agent, text, text);
-            expectSound(reading, name);
+            expectSoundReading(reading, name);
             EXPECT_EQ(reading.kind, InteractionKind::unknown) << name << " " << agent.toStdString();
         }
     }
@@ -96,13 +82,13 @@ TEST(BadScreens, TenThousandOptionsStayLinear)
     EXPECT_EQ(claude.kind, InteractionKind::question);
     EXPECT_EQ(claude.title, std::nullopt);
     EXPECT_EQ(claude.choices.size(), 2u);
-    expectSound(claude, "claude");
+    expectSoundReading(claude, "claude");
 
     const QString rule = QString(40, QChar(0x2500));
     const auto pi = classify(u"pi"_s, rule + u"\n Pick\n"_s + piRows + rule + u"\n Enter to select\n"_s);
     EXPECT_EQ(pi.choices.size(), 10000u);
     EXPECT_EQ(pi.presentation.mechanism, InteractionMechanism::ambiguous);
-    expectSound(pi, "pi");
+    expectSoundReading(pi, "pi");
 }
 
 TEST(BadScreens, PromptsCutByTheScreenEdge)
@@ -141,6 +127,6 @@ TEST(BadScreens, GlyphSoupKeepsThePromises)
         for (int i = 0; i < length; ++i)
             screen += pieces[qsizetype(random() % pieces.size())];
         for (const auto& agent : agents)
-            expectSound(classify(agent, PromptClassifier::stripAnsi(screen), screen), std::to_string(round));
+            expectSoundReading(classify(agent, PromptClassifier::stripAnsi(screen), screen), std::to_string(round));
     }
 }
