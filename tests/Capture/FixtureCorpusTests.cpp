@@ -3,6 +3,7 @@
 // annotations it holds now.
 #include "HerdrClient/Capture/InteractionFixtureInspector.h"
 #include "HerdrClient/Capture/PaneFixtureExtractor.h"
+#include "tests/Adapters/ReadingChecks.h"
 
 #include <QDir>
 #include <QFile>
@@ -15,19 +16,6 @@ using namespace Qt::StringLiterals;
 namespace {
 
 const QDir corpus(QStringLiteral(ORREL_FIXTURE_DIRECTORY));
-
-// Annotations write progress as "current/total", with " (N unanswered)" when there is a count
-// and "?" for an unknown part.
-std::optional<QString> progressText(const std::optional<InteractionProgress>& progress)
-{
-    if (!progress)
-        return std::nullopt;
-    const auto part = [](const std::optional<qint64>& v) { return v ? QString::number(*v) : u"?"_s; };
-    QString text = part(progress->current) + u'/' + part(progress->total);
-    if (progress->unanswered)
-        text += u" (%1 unanswered)"_s.arg(*progress->unanswered);
-    return text;
-}
 
 TEST(FixtureCorpus, EverySourceHasAFixtureOfItsCurrentAnnotations)
 {
@@ -65,23 +53,9 @@ TEST(FixtureCorpus, EveryFixtureReadsAsAnnotated)
         ASSERT_TRUE(metadata) << name << ": " << metadata.error().errorDescription().toStdString();
         const auto reading = inspector.inspect(path);
         ASSERT_TRUE(reading) << name;
-        const PaneFixtureAnnotations& expected = metadata->annotations;
 
-        EXPECT_EQ(toString(reading->kind), expected.interactionKind) << name;
-        EXPECT_EQ(reading->title, expected.title) << name;
-        EXPECT_EQ(progressText(reading->progress), expected.progress) << name;
-        std::vector<QString> labels;
-        std::vector<QString> descriptions;
-        for (const auto& choice : reading->choices) {
-            labels.push_back(choice.label);
-            descriptions.push_back(choice.description.value_or(QString()));
-        }
-        EXPECT_EQ(labels, expected.optionLabels) << name;
-        EXPECT_EQ(descriptions, expected.optionDescriptions) << name;
-        EXPECT_EQ(reading->presentation.selectedChoicePreview, expected.selectedChoicePreview) << name;
-        EXPECT_EQ(reading->presentation.selectedChoiceIndex, expected.observedCursorIndex) << name;
-        EXPECT_EQ(reading->presentation.checkedChoiceIndexes, expected.observedCheckedIndexes) << name;
-        EXPECT_EQ(toString(reading->presentation.mechanism), expected.responseMechanism) << name;
+        expectSoundReading(*reading, name);
+        expectReadsAsAnnotated(*reading, metadata->annotations, name);
         // The reading stands on the captured pane, as a live read would.
         EXPECT_EQ(reading->paneID, metadata->sourceCapture.paneID) << name;
         EXPECT_EQ(reading->evidence.agentID, metadata->sourceCapture.agent) << name;

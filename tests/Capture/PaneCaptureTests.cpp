@@ -23,7 +23,7 @@ namespace {
 const QString colouredScreen =
     u"  \x1b[1mWould you like to run the following command?\x1b[0m\n\n  $ git push\n"_s;
 
-JSONValue scenarioJSON(qint64 revision)
+JSONValue scenarioJSON(qint64 revision, const QString& status = u"blocked"_s)
 {
     return JSONValue::object(
         {{u"version"_s, u"0.8.0"_s},
@@ -32,7 +32,7 @@ JSONValue scenarioJSON(qint64 revision)
           JSONValue::array({JSONValue::object(
               {{u"pane_id"_s, u"w1:p2"_s},
                {u"agent"_s, u"codex"_s},
-               {u"agent_status"_s, u"blocked"_s},
+               {u"agent_status"_s, status},
                {u"revision"_s, revision},
                {u"screen"_s, JSONValue::object({{u"visible"_s, colouredScreen},
                                                 {u"detection"_s, u"detected ✓\n"_s}})}})})}});
@@ -95,17 +95,9 @@ TEST_F(PaneCaptureTest, KeepsWhatMovedWhileThePaneWasRead)
     // The pane changes between the first snapshot and the second: both values are kept.
     server.setHandler(u"session.snapshot"_s, [this](const FakeRequest&) {
         const bool first = server.requestsFor(u"session.snapshot"_s).size() <= 1;
-        auto next = FakeScenario::fromJSON(scenarioJSON(first ? 7 : 9));
-        JSONValue snapshot = next->snapshotJSON();
-        if (!first) {
-            JSONValue::Object s = *snapshot.objectValue();
-            JSONValue::Object pane = *s[u"panes"_s].element(0)->objectValue();
-            pane[u"agent_status"_s] = u"working"_s;
-            s[u"panes"_s] = JSONValue::array({JSONValue(pane)});
-            snapshot = JSONValue(s);
-        }
+        const auto next = FakeScenario::fromJSON(first ? scenarioJSON(7) : scenarioJSON(9, u"working"_s));
         return FakeReply::result(JSONValue::object(
-            {{u"type"_s, u"session_snapshot"_s}, {u"snapshot"_s, snapshot}}));
+            {{u"type"_s, u"session_snapshot"_s}, {u"snapshot"_s, next->snapshotJSON()}}));
     });
     const auto bundle = capture(u"w1:p2"_s);
     ASSERT_TRUE(bundle) << bundle.error().errorDescription().toStdString();
@@ -147,19 +139,6 @@ TEST_F(PaneCaptureTest, EachFailedStepHasItsError)
     EXPECT_EQ(refused.error().errorDescription(), u"herdr refused the request (internal): boom"_s);
 }
 
-PaneCaptureBundle sampleBundle(const QString& paneID = u"w1:p2"_s)
-{
-    PaneCaptureMetadata metadata;
-    metadata.paneID = paneID;
-    metadata.terminalID = u"term_1"_s;
-    metadata.agentStatusBefore = AgentStatus::blocked;
-    metadata.agentStatusAfter = AgentStatus::blocked;
-    metadata.paneRevisionBefore = 3;
-    metadata.paneRevisionAfter = 4;
-    metadata.capturedAt = u"2026-11-22T03:00:00Z"_s;
-    return PaneCaptureBundle::make(metadata, u"› 1. Yes (y)\n"_s, u"\x1b[1m› 1. Yes (y)\x1b[0m\n"_s);
-}
-
 TEST(PaneCaptureWriterTest, WritesABundleThatLoadsBackEqual)
 {
     QTemporaryDir dir;
@@ -172,7 +151,7 @@ TEST(PaneCaptureWriterTest, WritesABundleThatLoadsBackEqual)
         << "no temporary directory is left behind";
 
     const QByteArray metadata = readFile(*path + u"/metadata.json"_s);
-    EXPECT_TRUE(metadata.startsWith("{\n  \"agent_status_after\": \"blocked\",\n"));
+    EXPECT_TRUE(metadata.startsWith("{\n  \"agent\": \"codex\",\n  \"agent_status_after\": \"blocked\",\n"));
     EXPECT_TRUE(metadata.endsWith("\n}\n"));
     EXPECT_FALSE(metadata.contains("\\/"));
     const auto loaded = PaneCaptureBundle::load(*path);
@@ -185,8 +164,7 @@ TEST(PaneCaptureWriterTest, OverwritesOnlyWhenAsked)
     QTemporaryDir dir;
     const auto first = PaneCaptureWriter::write(sampleBundle(), dir.path(), false);
     ASSERT_TRUE(first);
-    PaneCaptureBundle changed = sampleBundle();
-    changed = PaneCaptureBundle::make(changed.metadata, u"other\n"_s, u"other\n"_s);
+    const auto changed = PaneCaptureBundle::make(sampleBundle().metadata, u"other\n"_s, u"other\n"_s);
 
     const auto refused = PaneCaptureWriter::write(changed, dir.path(), false);
     ASSERT_FALSE(refused);

@@ -31,20 +31,7 @@ class PaneFixtureTest : public ::testing::Test {
 protected:
     void SetUp() override
     {
-        PaneCaptureMetadata m;
-        m.paneID = u"w1:p2"_s;
-        m.terminalID = u"term_1"_s;
-        m.agent = u"codex"_s;
-        m.agentStatusBefore = AgentStatus::blocked;
-        m.agentStatusAfter = AgentStatus::blocked;
-        m.paneRevisionBefore = 3;
-        m.paneRevisionAfter = 4;
-        m.herdrVersion = u"0.8.0"_s;
-        m.herdrProtocol = 19;
-        m.capturedAt = u"2026-11-22T03:00:00Z"_s;
-        const auto bundle = PaneCaptureBundle::make(m, u"› 1. Yes (y)\n"_s,
-                                                    u"\x1b[1m› 1. Yes (y)\x1b[0m\n"_s);
-        auto written = PaneCaptureWriter::write(bundle, dir.filePath(u"captures"_s), false);
+        auto written = PaneCaptureWriter::write(sampleBundle(), dir.filePath(u"captures"_s), false);
         ASSERT_TRUE(written);
         capture = *written;
         out = dir.filePath(u"fixtures"_s);
