@@ -164,15 +164,32 @@ TEST_F(EventStreamTest, SubscribesThenPassesEventsButNotTheAcknowledgement)
     EXPECT_EQ(debugOutput().front(), u"[events] subscribed with 2 subs"_s);
 }
 
-TEST_F(EventStreamTest, StopWakesABlockedReadAtOnceAndClosesTheSocket)
+// Wherever the loop waits, stop ends it at once.
+TEST_F(EventStreamTest, StopEndsEveryWaitAtOnce)
 {
-    auto stream = open(server.socketPath(), {{u"pane.created"_s, std::nullopt}});
+    const auto stopsAtOnce = [](EventStream& stream) {
+        stream.stop();
+        EXPECT_TRUE(stream.waitForLoopExit(100ms));
+        EXPECT_FALSE(runTask(stream.next()));
+    };
+    // Reading events: the socket is closed too, and no new attempt is planned.
+    auto reading = open(server.socketPath(), {{u"pane.created"_s, std::nullopt}});
     ASSERT_TRUE(server.waitForSubscribers(1, 5s));
-    stream->stop();
-    EXPECT_TRUE(stream->waitForLoopExit(100ms));
+    stopsAtOnce(*reading);
     EXPECT_TRUE(server.waitForSubscribersAtMost(0, 5s));
     EXPECT_EQ(clock.requestedSleeps(), std::vector<double>{});
-    EXPECT_FALSE(runTask(stream->next()));
+
+    // Waiting for an acknowledgement that never comes.
+    server.setHandler(u"events.subscribe"_s, [](const FakeRequest&) { return FakeReply::silent(); });
+    auto unanswered = open(server.socketPath());
+    ASSERT_TRUE(server.waitForRequests(2, 5s));
+    stopsAtOnce(*unanswered);
+
+    // Waiting between attempts on a socket that is not there.
+    QTemporaryDir directory;
+    auto retrying = open(directory.filePath(u"absent.sock"_s));
+    ASSERT_TRUE(clock.waitForSleepRequests(1, 5s));
+    stopsAtOnce(*retrying);
     EXPECT_TRUE(HerdrClient::socketQueue()->waitForDone(5000));
 }
 
@@ -182,16 +199,6 @@ TEST_F(EventStreamTest, DroppingTheStreamEndsTheLoop)
     ASSERT_TRUE(server.waitForSubscribers(1, 5s));
     stream.reset();
     EXPECT_TRUE(server.waitForSubscribersAtMost(0, 5s));
-    EXPECT_TRUE(HerdrClient::socketQueue()->waitForDone(5000));
-}
-
-TEST_F(EventStreamTest, AServerThatNeverAnswersIsLeftAtOnce)
-{
-    server.setHandler(u"events.subscribe"_s, [](const FakeRequest&) { return FakeReply::silent(); });
-    auto stream = open(server.socketPath());
-    ASSERT_TRUE(server.waitForRequests(1, 5s));
-    stream->stop();
-    EXPECT_TRUE(stream->waitForLoopExit(100ms));
     EXPECT_TRUE(HerdrClient::socketQueue()->waitForDone(5000));
 }
 
@@ -251,16 +258,6 @@ TEST_F(EventStreamTest, AConnectionThatGotAsFarAsSubscribingResetsTheBackoff)
     const auto lines = debugOutput();
     EXPECT_NE(std::find(lines.begin(), lines.end(), u"[events] error: herdr closed the event stream"_s),
               lines.end());
-}
-
-TEST_F(EventStreamTest, StopCutsTheWaitBetweenAttemptsShort)
-{
-    QTemporaryDir directory;
-    auto stream = open(directory.filePath(u"absent.sock"_s));
-    ASSERT_TRUE(clock.waitForSleepRequests(1, 5s));
-    stream->stop();
-    EXPECT_TRUE(stream->waitForLoopExit(100ms));
-    EXPECT_FALSE(runTask(stream->next()));
 }
 
 TEST_F(EventStreamTest, DebugLinesShowTheFirstEightyCharactersOfEachLine)
