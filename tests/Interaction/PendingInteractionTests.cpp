@@ -116,8 +116,6 @@ TEST(PendingInteractionFingerprint, LengthPrefixesKeepPartsApart)
     split.title = u"a"_s;
     split.body = u"b"_s;
     EXPECT_NE(joined.fingerprint(), split.fingerprint());
-    EXPECT_EQ(joined.fingerprint().rawValue.size(), 64);
-    EXPECT_EQ(joined.fingerprint().rawValue, joined.fingerprint().rawValue.toLower());
 }
 
 TEST(PendingInteractionNormalize, CollapsesWhiteSpaceAndColour)
@@ -163,7 +161,5 @@ TEST(InteractionEnums, TextValuesRoundTrip)
         const auto value = InteractionMechanism(i);
         EXPECT_EQ(interactionEnumFromString<InteractionMechanism>(toString(value)), value);
     }
-    EXPECT_EQ(toString(InteractionKind::reviewSubmit), u"reviewSubmit"_s);
-    EXPECT_EQ(toString(InteractionCapability::manualTerminal), u"manualTerminal"_s);
     EXPECT_EQ(interactionEnumFromString<InteractionKind>(u"Approval"), std::nullopt);
 }

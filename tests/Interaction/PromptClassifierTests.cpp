@@ -1,6 +1,7 @@
 #include "HerdrClient/Interaction/GenericScreenAdapter.h"
 #include "HerdrClient/Interaction/PromptClassifier.h"
 #include "HerdrClient/Interaction/ScreenText.h"
+#include "tests/Adapters/ReadingChecks.h"
 
 #include <gtest/gtest.h>
 
@@ -272,16 +273,12 @@ TEST(GenericReading, HandsTheScreenToTheTerminal)
                                    quint64(std::numeric_limits<qint64>::max()) + 1, u"Tab"_s};
     const auto reading = GenericScreenAdapter().parse(input);
     EXPECT_EQ(reading.kind, InteractionKind::unknown);
+    expectSoundReading(reading, "generic");
     EXPECT_EQ(reading.body, u"a\nb\n"_s);
     EXPECT_EQ(reading.evidence.capturedText, u"a\nb\n"_s);
     EXPECT_EQ(reading.evidence.paneRevision, std::nullopt);
-    EXPECT_EQ(reading.evidence.confidence, InteractionConfidence::fallback);
     EXPECT_EQ(reading.evidence.providerID, u"generic-screen"_s);
     EXPECT_EQ(reading.evidence.agentID, u"claude"_s);
-    EXPECT_EQ(reading.capabilities, std::set{InteractionCapability::manualTerminal});
-    EXPECT_EQ(reading.presentation.mechanism, InteractionMechanism::manual);
-    EXPECT_TRUE(reading.choices.empty());
-    EXPECT_FALSE(reading.title);
 
     auto fits = input;
     fits.paneRevision = 42;
