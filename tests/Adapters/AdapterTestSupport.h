@@ -28,14 +28,18 @@ inline ScreenSource loadScreenSource(const QString& name)
     return source;
 }
 
+inline ScreenAdapterInput screenInput(const QString& agent, const QString& detection,
+                                      const std::optional<QString>& visible = std::nullopt,
+                                      const std::optional<QString>& tab = std::nullopt)
+{
+    return ScreenAdapterInput{QStringLiteral("w1:p1"), agent, detection, visible, std::nullopt, tab};
+}
+
 // What the provider would hand the adapter for this screen.
 inline ScreenAdapterInput inputFor(const QString& agent, const ScreenSource& source,
                                    bool withVisible = true)
 {
-    ScreenAdapterInput input;
-    input.paneID = QStringLiteral("w1:p1");
-    input.agentID = agent;
-    input.detectionText = source.detection;
+    ScreenAdapterInput input = screenInput(agent, source.detection);
     if (withVisible) {
         input.visibleANSIText = source.visibleANSI;
         input.currentTabLabel = ScreenInteractionProvider::currentTabLabel(source.visibleANSI);

@@ -9,12 +9,7 @@ namespace {
 
 PendingInteraction read(const QString& detection, const std::optional<QString>& tab = std::nullopt)
 {
-    ScreenAdapterInput input;
-    input.paneID = u"w1:p1"_s;
-    input.agentID = u"claude"_s;
-    input.detectionText = detection;
-    input.currentTabLabel = tab;
-    return ClaudeScreenAdapter().parse(input);
+    return ClaudeScreenAdapter().parse(screenInput(u"claude"_s, detection, std::nullopt, tab));
 }
 
 const QString dashed = QString(30, QChar(0x254C));

@@ -1,4 +1,5 @@
 #include "HerdrClient/Adapters/PiScreenAdapter.h"
+#include "tests/Adapters/AdapterTestSupport.h"
 
 #include <gtest/gtest.h>
 
@@ -16,12 +17,7 @@ QString picker(const QStringList& inner, const QString& footer = u" Enter to sel
 
 PendingInteraction read(const QString& detection, const std::optional<QString>& visible = std::nullopt)
 {
-    ScreenAdapterInput input;
-    input.paneID = u"w1:p4"_s;
-    input.agentID = u"pi"_s;
-    input.detectionText = detection;
-    input.visibleANSIText = visible;
-    return PiScreenAdapter().parse(input);
+    return PiScreenAdapter().parse(screenInput(u"pi"_s, detection, visible));
 }
 
 } // namespace
