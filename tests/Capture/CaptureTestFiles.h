@@ -8,7 +8,7 @@
 
 #include <gtest/gtest.h>
 
-// Reading and damaging the files of bundles and fixtures by hand.
+// Reading, writing and damaging files by hand.
 inline QByteArray readFile(const QString& path)
 {
     QFile file(path);

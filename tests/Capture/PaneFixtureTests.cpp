@@ -62,7 +62,6 @@ TEST_F(PaneFixtureTest, ExtractsAFixtureThatVerifies)
     const auto metadata = PaneFixtureExtractor::verifyFixture(*fixture);
     ASSERT_TRUE(metadata) << metadata.error().errorDescription().toStdString();
     EXPECT_EQ(metadata->artifactSHA256, artifact);
-    EXPECT_EQ(metadata->schemaVersion, 1);
     EXPECT_EQ(metadata->sanitization, PaneFixtureSanitization::none);
     EXPECT_EQ(metadata->region, std::nullopt);
     EXPECT_EQ(metadata->annotations, sampleAnnotations());

@@ -1,5 +1,6 @@
 // orrelctl classify and read, run as a person runs them.
 #include "HerdrClient/Interaction/ScreenInteractionProvider.h"
+#include "tests/Capture/CaptureTestFiles.h"
 #include "tests/support/FakeHerdrServer.h"
 #include "tests/support/FakeScenario.h"
 
@@ -43,14 +44,10 @@ TEST(ClassifyCommand, ReadsSavedTextAsTheProgramWould)
     QTemporaryDir directory;
     const QString visible = sources + u"claude-wizard-review/visible.ansi"_s;
     const QString detection = directory.filePath(u"detection.txt"_s);
-    QFile visibleFile(visible);
-    ASSERT_TRUE(visibleFile.open(QIODevice::ReadOnly));
-    const QString visibleText = QString::fromUtf8(visibleFile.readAll());
+    const QString visibleText = QString::fromUtf8(readFile(visible));
+    ASSERT_FALSE(visibleText.isEmpty());
     const QString detectionText = PromptClassifier::stripAnsi(visibleText);
-    QFile detectionFile(detection);
-    ASSERT_TRUE(detectionFile.open(QIODevice::WriteOnly));
-    detectionFile.write(detectionText.toUtf8());
-    detectionFile.close();
+    writeFile(detection, detectionText.toUtf8());
 
     const Outcome json = orrelctl({u"classify"_s, u"--agent"_s, u"claude"_s, u"--detection"_s, detection,
                                    u"--visible"_s, visible, u"--pane"_s, u"w1:p3"_s, u"--json"_s});
@@ -75,10 +72,7 @@ TEST(ClassifyCommand, RefusesBadArgumentsAndFiles)
 {
     QTemporaryDir directory;
     const QString broken = directory.filePath(u"broken.txt"_s);
-    QFile file(broken);
-    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-    file.write("Do you want to proceed?\n\xff\xfe 1. Yes\n");
-    file.close();
+    writeFile(broken, "Do you want to proceed?\n\xff\xfe 1. Yes\n");
 
     EXPECT_EQ(orrelctl({u"classify"_s, u"--detection"_s, broken}).status, 2);
     EXPECT_EQ(orrelctl({u"classify"_s, u"--agent"_s, u"claude"_s}).status, 2);
