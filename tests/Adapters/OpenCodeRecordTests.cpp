@@ -116,7 +116,7 @@ TEST(OpenCodeSessionMessage, LastUserTextSkipsWhatThePersonDidNotType)
     EXPECT_FALSE(OpenCodeSessionMessage::lastUserText({}));
 }
 
-TEST(OpenCodeNativeInteractionProvider, TheTitleFallsBackAndTheRequestIDIsPartOfTheIdentity)
+TEST(OpenCodeNativeInteractionProvider, TheTitleFallsBack)
 {
     OpenCodePermissionRequest mine{u"1"_s, u"s"_s, u"edit"_s, {}, {}, {}, {}};
     OpenCodePermissionRequest newer = mine;
@@ -131,8 +131,6 @@ TEST(OpenCodeNativeInteractionProvider, TheTitleFallsBackAndTheRequestIDIsPartOf
     EXPECT_FALSE(plain.evidence.paneRevision);
     ASSERT_EQ(plain.choices.size(), 2u);
     EXPECT_EQ(plain.choices[1].label, u"Deny"_s);
-    // The request id is part of the identity: a replaced request is another prompt.
-    EXPECT_NE(titled.fingerprint(), OpenCodeNativeInteractionProvider::approval(mine, u"p"_s, {}, {}, {}).fingerprint());
 }
 
 TEST(OpenCodeHTTPClient, PathSegmentsCannotLeaveTheirPlace)

@@ -15,14 +15,6 @@ JSONValue parsed(const char* text)
     return value.value_or(JSONValue());
 }
 
-TEST(JSONValue, SerialisesWithSortedKeysAndUnescapedSlashes)
-{
-    const auto value = JSONValue::object({{u"zeta"_s, 1},
-                                          {u"alpha"_s, u"a/b"_s},
-                                          {u"mid"_s, JSONValue::array({true, JSONValue(), 0.5})}});
-    EXPECT_EQ(value.serialized(), R"({"alpha":"a/b","mid":[true,null,0.5],"zeta":1})");
-}
-
 TEST(JSONValue, WritesNumbersAsHerdrReadsThem)
 {
     struct Case {
