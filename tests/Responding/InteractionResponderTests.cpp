@@ -67,8 +67,7 @@ TEST_F(ResponderTest, SendsThePlanThenWatchesTheNextPromptSettle)
     // Two reads after the send are enough; every read waits 160 ms first.
     EXPECT_EQ(provider.reads, 3);
     EXPECT_EQ(sleeper.requested, (std::vector<Seconds>(2, Seconds(0.16))));
-    for (const auto& pane : provider.paneIDs)
-        EXPECT_EQ(pane, u"w1:p1"_s);
+    EXPECT_EQ(provider.paneIDs, std::vector<QString>(3, u"w1:p1"_s));
 }
 
 TEST_F(ResponderTest, SettlesOnlyOnTwoEqualReadsThatDifferFromTheAnswer)

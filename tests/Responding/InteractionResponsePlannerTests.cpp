@@ -81,7 +81,6 @@ PendingInteraction withTextRow(PendingInteraction p, std::optional<QString> draf
 TEST(InteractionResponsePlanner, ChoosesByMechanism)
 {
     check({
-        {"numbered first", numbered, Intent::selectChoice(0), keys({u"1"_s, u"enter"_s})},
         {"numbered third", numbered, Intent::selectChoice(2), keys({u"3"_s, u"enter"_s})},
         {"numbered tenth is spelled as one key", prompt(K::question, M::numberedShortcut, {C::selectOne}, 10),
          Intent::selectChoice(9), keys({u"10"_s, u"enter"_s})},
@@ -236,15 +235,6 @@ TEST(InteractionResponsePlanner, ApprovesDeniesAndCancels)
         {"cancel a question", prompt(K::question, M::numberedShortcut, {C::deny}), Intent::cancel(), keys({u"esc"_s})},
         {"cancel without deny", numbered, Intent::cancel(), Error::unsupportedIntent},
     });
-}
-
-TEST(InteractionResponsePlan, FlattensKeysUnlessTextIsTyped)
-{
-    EXPECT_EQ(InteractionResponsePlan::noOp().flattenedKeys(), std::vector<QString>{});
-    const InteractionResponsePlan moves{{Op::sendKeys({u"down"_s}), Op::sendKeys({}), Op::sendKeys({u"enter"_s})}};
-    EXPECT_EQ(moves.flattenedKeys(), (std::vector<QString>{u"down"_s, u"enter"_s}));
-    const InteractionResponsePlan typed{{Op::sendKeys({u"down"_s}), Op::sendText(u"x"_s)}};
-    EXPECT_EQ(typed.flattenedKeys(), std::nullopt);
 }
 
 TEST(InteractionPlanningError, OnlyTheTerminalDraftSpeaksToAPerson)

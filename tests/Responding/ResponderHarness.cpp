@@ -9,7 +9,7 @@ QCoro::Task<> wakeAtOnce(InstantSleeper* sleeper, Seconds duration)
 {
     sleeper->requested.push_back(duration);
     if (sleeper->beforeWake)
-        sleeper->beforeWake(int(sleeper->requested.size()));
+        sleeper->beforeWake();
     co_return;
 }
 

@@ -10,11 +10,10 @@
 #include <vector>
 
 // A sleep that returns at once and remembers how long it was asked for. `beforeWake`, when set,
-// runs first with the number of the sleep (from 1): the moment to change the screen between
-// two of the responder's reads.
+// runs first: the moment to change the screen between two of the responder's reads.
 struct InstantSleeper {
     std::vector<Seconds> requested;
-    std::function<void(int)> beforeWake;
+    std::function<void()> beforeWake;
 
     Clock clock();
 };
