@@ -15,9 +15,9 @@ QCoro::Task<ActionSendResult> sendSucceeds()
     co_return {};
 }
 
-QCoro::Task<ActionSendResult> sendFails(ActionError error)
+QCoro::Task<ActionSendResult> sendFails()
 {
-    co_return std::unexpected(ActionFailure(std::move(error)));
+    co_return std::unexpected(ActionFailure(ActionError::interruptPaneUnreadable(u"w1:p1"_s)));
 }
 
 InteractionResponseOutcome success(std::optional<PendingInteraction> settled)
@@ -55,13 +55,9 @@ TEST(CoordinatedResponseTest, RequestCarriesWhatThePersonSaw)
     h.reader.screens[p1] = prompt(p1, u"Run tests?"_s);
     h.cycle({blockedPane(p1, 12)}, {p1});
     EXPECT_TRUE(runTask(h.coordinator->respond(p1, InteractionResponseIntent::selectChoice(1))));
-    ASSERT_EQ(h.responder.requests.size(), 1u);
-    const InteractionResponseRequest& request = h.responder.requests.front();
-    EXPECT_EQ(request.paneID, p1);
-    EXPECT_EQ(request.agentID, u"claude"_s);
-    EXPECT_EQ(request.paneRevision, 12u);
-    EXPECT_EQ(request.expectedFingerprint, prompt(p1, u"Run tests?"_s).fingerprint());
-    EXPECT_EQ(request.intent, InteractionResponseIntent::selectChoice(1));
+    EXPECT_EQ(h.responder.requests,
+              (std::vector{InteractionResponseRequest{p1, u"claude"_s, 12, prompt(p1, u"Run tests?"_s).fingerprint(),
+                                                      InteractionResponseIntent::selectChoice(1)}}));
 }
 
 // Whatever the outcome, a response that ends after the pane left and came back touches nothing
@@ -134,16 +130,26 @@ TEST(CoordinatedResponseTest, StaleResponseShowsTheFreshPromptAndKeepsTheMessage
     EXPECT_FALSE(h.coordinator->draftText(p1).has_value());
 }
 
-TEST(CoordinatedResponseTest, OtherFailuresLeaveThePromptAndDraftAndSayWhy)
+// A refused answer and a failed manual action both keep the prompt and the draft and say why.
+TEST(CoordinatedResponseTest, FailuresLeaveThePromptAndDraftAndSayWhy)
 {
-    CoordinatorHarness h;
-    h.showPrompt(p1, prompt(p1, u"Run tests?"_s));
-    ASSERT_TRUE(h.coordinator->setDraftText(u"typed"_s, p1));
-    h.responder.outcome = std::unexpected(InteractionResponseFailure(InteractionPlanningError::terminalDraft));
-    EXPECT_FALSE(runTask(h.coordinator->respond(p1, InteractionResponseIntent::approve())));
-    EXPECT_EQ(h.state(p1).error, u"There's a draft in the terminal; answer there or clear it. Nothing was sent."_s);
-    EXPECT_EQ(h.state(p1).phase, PaneInteractionPhase::idle);
-    EXPECT_EQ(h.coordinator->draftText(p1), u"typed"_s);
+    const std::pair<std::function<QCoro::Task<bool>(InteractionCoordinator&)>, QString> cases[] = {
+        {[](InteractionCoordinator& c) { return c.respond(p1, InteractionResponseIntent::approve()); },
+         u"There's a draft in the terminal; answer there or clear it. Nothing was sent."_s},
+        {[](InteractionCoordinator& c) { return c.performManualAction(p1, [] { return sendFails(); }); },
+         u"Couldn't confirm that pane w1:p1 is still working. Nothing was sent."_s},
+    };
+    for (const auto& [act, message] : cases) {
+        CoordinatorHarness h;
+        h.showPrompt(p1, prompt(p1, u"Run tests?"_s));
+        ASSERT_TRUE(h.coordinator->setDraftText(u"typed"_s, p1));
+        h.responder.outcome = std::unexpected(InteractionResponseFailure(InteractionPlanningError::terminalDraft));
+        EXPECT_FALSE(runTask(act(*h.coordinator)));
+        EXPECT_EQ(h.state(p1).error, message);
+        EXPECT_EQ(h.state(p1).interaction, prompt(p1, u"Run tests?"_s));
+        EXPECT_EQ(h.state(p1).phase, PaneInteractionPhase::idle);
+        EXPECT_EQ(h.coordinator->draftText(p1), u"typed"_s);
+    }
 }
 
 TEST(CoordinatedResponseTest, OnlyAPreviewKeepsTheDraft)
@@ -202,20 +208,6 @@ TEST(CoordinatedResponseTest, ManualActionWithNothingOnShowSettlesOnTheSecondIde
     EXPECT_EQ(h.state(p1).interaction->title, u"After the key"_s);
     EXPECT_EQ(h.state(p1).lastRefreshReason, InteractionRefreshReason::manualSettled);
     EXPECT_EQ(h.state(p1).phase, PaneInteractionPhase::idle);
-}
-
-TEST(CoordinatedResponseTest, FailedManualActionShowsWhyAndKeepsTheDraft)
-{
-    CoordinatorHarness h;
-    h.showPrompt(p1, prompt(p1, u"Run tests?"_s));
-    ASSERT_TRUE(h.coordinator->setDraftText(u"typed"_s, p1));
-    const bool done = runTask(h.coordinator->performManualAction(p1, [] {
-        return sendFails(ActionError::interruptPaneUnreadable(u"w1:p1"_s));
-    }));
-    EXPECT_FALSE(done);
-    EXPECT_EQ(h.state(p1).error, u"Couldn't confirm that pane w1:p1 is still working. Nothing was sent."_s);
-    EXPECT_EQ(h.state(p1).phase, PaneInteractionPhase::idle);
-    EXPECT_EQ(h.coordinator->draftText(p1), u"typed"_s);
 }
 
 } // namespace

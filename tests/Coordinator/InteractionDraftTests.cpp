@@ -135,21 +135,19 @@ TEST(InteractionDraftStoreTest, DraftFileThatFailsAnyCheckIsIgnoredAsAWhole)
     };
     QTemporaryDir dir;
     const QString path = dir.filePath(u"drafts.json"_s);
-    for (const auto& [name, bytes] : files) {
-        SCOPED_TRACE(name);
+    const auto load = [&](const QByteArray& bytes) {
         QFile file(path);
-        ASSERT_TRUE(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
+        EXPECT_TRUE(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
         file.write(bytes);
         file.close();
-        const auto loaded = InteractionDraftStore::load(path);
-        ASSERT_FALSE(loaded.has_value());
-        EXPECT_EQ(loaded.error().kind, InteractionDraftFileError::Kind::malformed);
+        return InteractionDraftStore::load(path);
+    };
+    for (const auto& [name, bytes] : files) {
+        const auto loaded = load(bytes);
+        ASSERT_FALSE(loaded.has_value()) << name;
+        EXPECT_EQ(loaded.error().kind, InteractionDraftFileError::Kind::malformed) << name;
     }
-    QFile file(path);
-    ASSERT_TRUE(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
-    file.write(u"{\"version\":1,\"drafts\":[%1]}"_s.arg(good).toUtf8());
-    file.close();
-    EXPECT_EQ(InteractionDraftStore::load(path)->drafts().size(), 1u);
+    EXPECT_EQ(load(u"{\"version\":1,\"drafts\":[%1]}"_s.arg(good).toUtf8())->drafts().size(), 1u);
 }
 
 } // namespace
