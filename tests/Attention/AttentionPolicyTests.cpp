@@ -1,5 +1,6 @@
 #include "HerdrClient/Attention/AttentionPolicy.h"
 #include "HerdrClient/Attention/EpochSeconds.h"
+#include "tests/Attention/AttentionTestSupport.h"
 
 #include <QFile>
 #include <QTemporaryDir>
@@ -12,29 +13,11 @@ using Phase = AttentionItem::Phase;
 
 namespace {
 
-PaneInfo pane(const QString& id, AgentStatus status, std::map<QString, QString> tokens = {})
-{
-    PaneInfo info;
-    info.paneID = id;
-    info.agentStatus = status;
-    if (!tokens.empty())
-        info.tokens = std::move(tokens);
-    return info;
-}
-
 PaneInfo worker(const QString& id, const QString& owner, AgentStatus status,
                 std::map<QString, QString> tokens = {})
 {
     tokens.emplace(u"nh_parent"_s, owner);
     return pane(id, status, std::move(tokens));
-}
-
-std::vector<QString> ids(const std::vector<AttentionItem>& items)
-{
-    std::vector<QString> result;
-    for (const auto& item : items)
-        result.push_back(item.id);
-    return result;
 }
 
 class Policy : public ::testing::Test {

@@ -1,5 +1,6 @@
 // The attention refresh inside a session's cycle, against a fake herdr and a manual clock.
 #include "OrrelApp/Sessions/SessionRuntime.h"
+#include "tests/Attention/AttentionTestSupport.h"
 #include "tests/support/FakeHerdrServer.h"
 #include "tests/support/FakeScenario.h"
 #include "tests/support/ManualClock.h"
@@ -15,14 +16,6 @@ using namespace Qt::StringLiterals;
 using namespace std::chrono_literals;
 
 namespace {
-
-std::vector<QString> ids(const std::vector<AttentionItem>& items)
-{
-    std::vector<QString> result;
-    for (const auto& item : items)
-        result.push_back(item.id);
-    return result;
-}
 
 class RuntimeAttention : public ::testing::Test {
 protected:
@@ -89,28 +82,6 @@ TEST_F(RuntimeAttention, GraceThenAlertOnTheRuntimeClock)
     clock.advance(0.1s);
     poll();
     EXPECT_EQ(ids(runtime->takeNewAlerts()), std::vector{u"blocked:r:1"_s});
-
-    // An unblock and a new block start a fresh 30 seconds.
-    scenario.setPaneStatus(u"r"_s, AgentStatus::working);
-    poll();
-    scenario.setPaneStatus(u"r"_s, AgentStatus::blocked);
-    poll();
-    EXPECT_EQ(runtime->attention().items.at(0).id, u"blocked:r:2"_s);
-    clock.advance(29.9s);
-    poll();
-    EXPECT_TRUE(runtime->takeNewAlerts().empty());
-    clock.advance(0.1s);
-    poll();
-    EXPECT_EQ(ids(runtime->takeNewAlerts()), std::vector{u"blocked:r:2"_s});
-}
-
-TEST_F(RuntimeAttention, AlertsWhoseItemWentAreDropped)
-{
-    make(SessionDescriptor::localDefault(server.socketPath()));
-    poll();
-    scenario.setPaneToken(u"p"_s, u"nh"_s, std::nullopt);
-    poll();
-    EXPECT_TRUE(runtime->takeNewAlerts().empty());
 }
 
 TEST_F(RuntimeAttention, OnlyTheLocalDefaultSessionReadsAsks)

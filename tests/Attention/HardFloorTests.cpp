@@ -20,14 +20,6 @@ std::optional<QString> ruleFor(const QString& text)
 
 } // namespace
 
-TEST(HardFloor, EveryExpressionCompiles)
-{
-    ASSERT_EQ(HardFloor::rules().size(), 12u);
-    for (const auto& rule : HardFloor::rules())
-        EXPECT_TRUE(rule.expression.isValid()) << rule.rule.toStdString() << ": "
-                                               << rule.expression.errorString().toStdString();
-}
-
 TEST(HardFloor, RuleTable)
 {
     const std::vector<RuleCase> cases{
@@ -46,6 +38,8 @@ TEST(HardFloor, RuleTable)
         {u"delete from users;"_s, u"DELETE without WHERE"_s},
         {u"DELETE FROM users"_s, u"DELETE without WHERE"_s},
         {u"DELETE FROM users\nWHERE id = 1"_s, u"DELETE without WHERE"_s},
+        {u"DELETE FROM users   "_s, u"DELETE without WHERE"_s},
+        {u"DELETE FROM users x"_s, std::nullopt},
         {u"exec('DELETE FROM users')"_s, u"DELETE without WHERE"_s},
         {u"rm -rf x"_s, u"rm -rf"_s},
         {u"rm -fr x"_s, u"rm -rf"_s},
@@ -75,12 +69,6 @@ TEST(HardFloor, RuleTable)
     };
     for (const auto& c : cases)
         EXPECT_EQ(ruleFor(c.text), c.rule) << c.text.toStdString();
-}
-
-TEST(HardFloor, DeleteWithoutWhereNeedsTheStatementToEnd)
-{
-    EXPECT_EQ(ruleFor(u"DELETE FROM users   "_s), u"DELETE without WHERE"_s);
-    EXPECT_EQ(ruleFor(u"DELETE FROM users x"_s), std::nullopt);
 }
 
 TEST(HardFloor, EvidenceIsTheMatchingLineOrItsInlineCode)
@@ -169,6 +157,5 @@ TEST(HardFloorVerdict, CategoryTextsBelongToTheirCategory)
          {Category::production, Category::money, Category::destructive, Category::security})
         EXPECT_EQ(hardFloorCategoryFromString(toString(category)), category);
     EXPECT_EQ(approveTitle(Category::money), u"Approve live charge"_s);
-    EXPECT_EQ(actionWord(Category::destructive), u"delete"_s);
     EXPECT_EQ(hardFloorCategoryFromString(u"Production"), std::nullopt);
 }

@@ -1,5 +1,6 @@
 #include "HerdrClient/Attention/EpochSeconds.h"
 #include "HerdrClient/Attention/SessionAttention.h"
+#include "tests/Attention/AttentionTestSupport.h"
 
 #include <QDir>
 #include <QFile>
@@ -35,16 +36,6 @@ protected:
         file.write(data);
     }
 
-    static PaneInfo pane(const QString& id, AgentStatus status,
-                         std::optional<std::map<QString, QString>> tokens = std::nullopt)
-    {
-        PaneInfo info;
-        info.paneID = id;
-        info.agentStatus = status;
-        info.tokens = std::move(tokens);
-        return info;
-    }
-
     Environment environment() const
     {
         return {{u"HOME"_s, home.path()}, {u"ORREL_PI_SENTINEL_DIR"_s, home.filePath(u"sentinel"_s)}};
@@ -55,17 +46,9 @@ protected:
     const std::map<QString, PaneInfo> panes{
         {u"r"_s, pane(u"r"_s, AgentStatus::idle)},
         {u"w"_s, pane(u"w"_s, AgentStatus::blocked)},
-        {u"s"_s, pane(u"s"_s, AgentStatus::blocked, {{{u"nh"_s, u"v1:a1"_s}}})},
+        {u"s"_s, pane(u"s"_s, AgentStatus::blocked, {{u"nh"_s, u"v1:a1"_s}})},
     };
 };
-
-std::vector<QString> ids(const std::vector<AttentionItem>& items)
-{
-    std::vector<QString> result;
-    for (const auto& item : items)
-        result.push_back(item.id);
-    return result;
-}
 
 } // namespace
 
