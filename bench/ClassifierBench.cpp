@@ -1,6 +1,7 @@
 // How long the readers take over one screen: every fixture of the corpus, classified as a live
 // read would be (highlighted tab, then the agent's reader). Each screen is its own benchmark,
 // repeated so that the median per screen is reported; "all" gives the mean over the corpus.
+#include "HerdrClient/Adapters/StandardScreenAdapters.h"
 #include "HerdrClient/Capture/PaneFixtureExtractor.h"
 #include "HerdrClient/Interaction/PromptClassifier.h"
 #include "HerdrClient/Interaction/ScreenInteractionProvider.h"
@@ -61,7 +62,7 @@ benchmark::Counter perScreen(std::size_t screens)
 int main(int argc, char** argv)
 {
     static const std::vector<Screen> screens = loadCorpus();
-    static const PromptClassifier classifier(ScreenAdapterRegistry::standard());
+    static const PromptClassifier classifier(standardScreenAdapters());
     if (screens.empty()) {
         std::fprintf(stderr, "no fixtures in %s\n", ORREL_FIXTURE_DIRECTORY);
         return 1;

@@ -1,6 +1,6 @@
 #include "HerdrClient/Attention/PiHarnessFiles.h"
 
-#include "HerdrClient/Attention/BoundedFile.h"
+#include "HerdrClient/Support/BoundedFile.h"
 
 #include <QDir>
 

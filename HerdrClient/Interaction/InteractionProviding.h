@@ -1,6 +1,6 @@
 #pragma once
 
-#include "HerdrClient/Adapters/OpenCodeNativeFailure.h"
+#include "HerdrClient/OpenCode/OpenCodeNativeFailure.h"
 #include "HerdrClient/Interaction/PendingInteraction.h"
 #include "HerdrClient/Support/Lifetime.h"
 #include "HerdrClient/Wire/HerdrError.h"

@@ -1,8 +1,5 @@
 #include "HerdrClient/Interaction/ScreenAdapterRegistry.h"
 
-#include "HerdrClient/Adapters/ClaudeScreenAdapter.h"
-#include "HerdrClient/Adapters/CodexScreenAdapter.h"
-#include "HerdrClient/Adapters/PiScreenAdapter.h"
 #include "HerdrClient/Interaction/GenericScreenAdapter.h"
 
 ScreenAdapterRegistry::ScreenAdapterRegistry(
@@ -16,14 +13,6 @@ ScreenAdapterRegistry::ScreenAdapterRegistry(
         for (const auto& agentID : adapter->agentIDs())
             m_adaptersByAgentID.try_emplace(agentID, adapter);
     }
-}
-
-ScreenAdapterRegistry ScreenAdapterRegistry::standard()
-{
-    return ScreenAdapterRegistry(
-        {std::make_shared<ClaudeScreenAdapter>(), std::make_shared<CodexScreenAdapter>(),
-         std::make_shared<PiScreenAdapter>()},
-        std::make_shared<GenericScreenAdapter>());
 }
 
 const ScreenAdapter& ScreenAdapterRegistry::adapter(const std::optional<QString>& agentID) const

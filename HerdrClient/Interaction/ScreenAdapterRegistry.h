@@ -14,9 +14,6 @@ public:
     ScreenAdapterRegistry(const std::vector<std::shared_ptr<const ScreenAdapter>>& adapters,
                           std::shared_ptr<const ScreenAdapter> fallback);
 
-    // claude, codex and pi, with the generic reading as the fallback.
-    static ScreenAdapterRegistry standard();
-
     PendingInteraction parse(const ScreenAdapterInput& input) const;
     // The id of the adapter that would parse for `agentID`.
     QString adapterID(const std::optional<QString>& agentID) const;

@@ -1,6 +1,6 @@
 #include "HerdrClient/Responding/InteractionDraftStore.h"
 
-#include "HerdrClient/Attention/BoundedFile.h"
+#include "HerdrClient/Support/BoundedFile.h"
 #include "HerdrClient/Wire/JSONValue.h"
 
 #include <QRegularExpression>

@@ -3,7 +3,7 @@
 #include "HerdrClient/Sessions/SSHTunnelConfiguration.h"
 #include "HerdrClient/Sessions/SSHTunnelState.h"
 #include "HerdrClient/Support/Clock.h"
-#include "HerdrClient/Wire/BackoffPolicy.h"
+#include "HerdrClient/Support/BackoffPolicy.h"
 #include "HerdrClient/Wire/HerdrEndpoint.h"
 
 #include <QCoroTask>

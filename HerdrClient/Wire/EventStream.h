@@ -1,7 +1,7 @@
 #pragma once
 
 #include "HerdrClient/Support/Environment.h"
-#include "HerdrClient/Wire/BackoffPolicy.h"
+#include "HerdrClient/Support/BackoffPolicy.h"
 #include "HerdrClient/Wire/EventLoopState.h"
 #include "HerdrClient/Wire/HerdrEndpoint.h"
 #include "HerdrClient/Wire/JSONValue.h"

@@ -1,7 +1,8 @@
 #include "OrrelApp/Sessions/SessionRuntime.h"
 
-#include "HerdrClient/Wire/BackoffPolicy.h"
-#include "HerdrClient/Wire/SnapshotPollingPolicy.h"
+#include "HerdrClient/Adapters/StandardScreenAdapters.h"
+#include "HerdrClient/Support/BackoffPolicy.h"
+#include "OrrelApp/Sessions/SnapshotPollingPolicy.h"
 
 #include <QCoreApplication>
 #include <QTimer>
@@ -49,7 +50,7 @@ SessionRuntime::SessionRuntime(SessionDescriptor descriptor, HerdrEndpoint endpo
       m_clock(std::move(dependencies.clock)),
       m_actions(*m_client, nullptr, withSleep(m_clock)),
       m_openCodeClient(std::make_shared<OpenCodeHTTPClient>()),
-      m_screenReader(*m_client, PromptClassifier(ScreenAdapterRegistry::standard())),
+      m_screenReader(*m_client, PromptClassifier(standardScreenAdapters())),
       m_nativeReader(m_openCodePanes, m_openCodeClient),
       m_reader(m_openCodePanes, m_nativeReader, m_screenReader),
       m_screenResponder(m_screenReader, m_actions, withSleep(m_clock)),

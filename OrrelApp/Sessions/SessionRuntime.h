@@ -1,11 +1,11 @@
 #pragma once
 
-#include "HerdrClient/Adapters/OpenCodeHTTPClient.h"
-#include "HerdrClient/Adapters/OpenCodeNativeInteractionProvider.h"
-#include "HerdrClient/Adapters/OpenCodeNativeInteractionResponder.h"
-#include "HerdrClient/Adapters/OpenCodePaneRegistry.h"
-#include "HerdrClient/Adapters/RoutedInteractionProvider.h"
-#include "HerdrClient/Adapters/RoutedInteractionResponder.h"
+#include "HerdrClient/OpenCode/OpenCodeHTTPClient.h"
+#include "HerdrClient/OpenCode/OpenCodeNativeInteractionProvider.h"
+#include "HerdrClient/OpenCode/OpenCodeNativeInteractionResponder.h"
+#include "HerdrClient/OpenCode/OpenCodePaneRegistry.h"
+#include "HerdrClient/OpenCode/RoutedInteractionProvider.h"
+#include "HerdrClient/OpenCode/RoutedInteractionResponder.h"
 #include "HerdrClient/Attention/SessionAttention.h"
 #include "HerdrClient/Interaction/AgentMode.h"
 #include "HerdrClient/Interaction/ScreenAgentModeProvider.h"

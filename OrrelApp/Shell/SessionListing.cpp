@@ -1,7 +1,7 @@
 #include "OrrelApp/Shell/SessionListing.h"
 
 #include "HerdrClient/Wire/Snapshot.h"
-#include "HerdrClient/Wire/SnapshotTable.h"
+#include "OrrelApp/Shell/SnapshotTable.h"
 
 using namespace Qt::StringLiterals;
 

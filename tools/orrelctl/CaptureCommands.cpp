@@ -1,5 +1,6 @@
 // capture and fixture: saving a pane's screen as a bundle, and cutting bundles into verified,
 // content-addressed fixtures that the screen readers are held to.
+#include "HerdrClient/Adapters/StandardScreenAdapters.h"
 #include "tools/orrelctl/Command.h"
 #include "tools/orrelctl/InteractionPrinting.h"
 
@@ -164,7 +165,7 @@ int runVerify(const CommandContext& context, const QCommandLineParser& parser,
 int runInspect(const CommandContext& context, const QCommandLineParser& parser,
                const QString& fixtureDirectory)
 {
-    const InteractionFixtureInspector inspector(PromptClassifier(ScreenAdapterRegistry::standard()));
+    const InteractionFixtureInspector inspector{PromptClassifier(standardScreenAdapters())};
     const auto interaction = inspector.inspect(fixtureDirectory);
     if (!interaction)
         return failCapture(context, interaction.error(), fixtureDirectory);

@@ -3,7 +3,7 @@
 
 #include "HerdrClient/Sessions/HerdrPingInfo.h"
 #include "HerdrClient/Wire/Snapshot.h"
-#include "HerdrClient/Wire/SnapshotTable.h"
+#include "OrrelApp/Shell/SnapshotTable.h"
 
 using namespace Qt::StringLiterals;
 

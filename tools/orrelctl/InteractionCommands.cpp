@@ -1,4 +1,5 @@
 // classify and read: what the program makes of a pane's prompt, from saved text or live.
+#include "HerdrClient/Adapters/StandardScreenAdapters.h"
 #include "tools/orrelctl/Command.h"
 #include "tools/orrelctl/InteractionPrinting.h"
 
@@ -181,7 +182,7 @@ QCoro::Task<int> runClassify(CommandContext context)
         visible = *read;
         tabLabel = ScreenInteractionProvider::currentTabLabel(*read);
     }
-    const PromptClassifier classifier(ScreenAdapterRegistry::standard());
+    const PromptClassifier classifier(standardScreenAdapters());
     printInteraction(context, parser,
                      classifier.classifyInteraction(parser.value(u"pane"_s), parser.value(u"agent"_s),
                                                     *detection, visible, std::nullopt, tabLabel));
@@ -223,7 +224,7 @@ QCoro::Task<int> runRead(CommandContext context)
         co_return context.fail(u"herdr's answer about pane %1 could not be read: %2"_s.arg(
             paneID, pane.error().errorDescription()));
 
-    ScreenInteractionProvider provider(*client, PromptClassifier(ScreenAdapterRegistry::standard()));
+    ScreenInteractionProvider provider(*client, PromptClassifier(standardScreenAdapters()));
     const auto interaction = co_await provider.interaction(paneID, pane->agent, pane->revision);
     if (!interaction)
         co_return context.fail(interaction.error().errorDescription());

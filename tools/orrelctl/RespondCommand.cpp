@@ -2,6 +2,7 @@
 // `orrelctl read` printed is compared with a fresh read before any key goes out.
 #include "tools/orrelctl/Command.h"
 
+#include "HerdrClient/Adapters/StandardScreenAdapters.h"
 #include "HerdrClient/Interaction/ScreenInteractionProvider.h"
 #include "HerdrClient/Responding/InteractionResponder.h"
 #include "HerdrClient/Responding/SentReceipt.h"
@@ -164,7 +165,7 @@ QCoro::Task<int> runRespond(CommandContext context)
         co_return context.fail(u"herdr's answer about pane %1 could not be read: %2. Nothing was sent."_s.arg(
             arguments->paneID, pane.error().errorDescription()));
 
-    ScreenInteractionProvider provider(*client, PromptClassifier(ScreenAdapterRegistry::standard()));
+    ScreenInteractionProvider provider(*client, PromptClassifier(standardScreenAdapters()));
     InteractionResponder responder(provider, Actions(*client), Clock::system());
     InteractionResponseRequest request{arguments->paneID, pane->agent, pane->revision, arguments->fingerprint,
                                        receiptIntent(*arguments)};

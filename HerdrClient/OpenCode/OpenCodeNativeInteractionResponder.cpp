@@ -1,0 +1,97 @@
+#include "HerdrClient/OpenCode/OpenCodeNativeInteractionResponder.h"
+
+namespace {
+
+using Intent = InteractionResponseIntent::Kind;
+
+QCoro::Task<> tellPhase(InteractionPhaseCallback onPhase, InteractionResponsePhase phase)
+{
+    if (onPhase)
+        co_await onPhase(phase);
+}
+
+OpenCodeNativeFailure providerGone(const QString& paneID)
+{
+    return OpenCodeNativeProviderError::descriptorMissing(paneID);
+}
+
+// The request the person saw was answered or withdrawn meanwhile: as stale as a replaced one,
+// only with nothing in its place.
+InteractionResponderError goneMeanwhile(InteractionFingerprint expected)
+{
+    InteractionResponderError error;
+    error.kind = InteractionResponderError::Kind::staleInteraction;
+    error.expected = std::move(expected);
+    return error;
+}
+
+QCoro::Task<InteractionResponseOutcome> respondNatively(OpenCodeNativeInteractionProvider* provider,
+                                                        Lifetime::Guard providerAlive,
+                                                        std::shared_ptr<OpenCodeNativeRequesting> client,
+                                                        InteractionResponseRequest request,
+                                                        InteractionPhaseCallback onPhase)
+{
+    co_await tellPhase(onPhase, InteractionResponsePhase::revalidating);
+    if (!providerAlive)
+        co_return std::unexpected(InteractionReadFailure(providerGone(request.paneID)));
+    auto fresh = co_await provider->read(request.paneID, request.agentID, request.paneRevision);
+    if (!fresh && fresh.error().isNoPendingPermission())
+        co_return std::unexpected(goneMeanwhile(request.expectedFingerprint));
+    if (!fresh)
+        co_return std::unexpected(InteractionReadFailure(fresh.error()));
+    const PendingInteraction validated = fresh->interaction;
+    if (validated.fingerprint() != request.expectedFingerprint)
+        co_return std::unexpected(
+            InteractionResponderError::staleInteraction(request.expectedFingerprint, validated));
+    const auto reply = OpenCodeNativeInteractionResponder::reply(request.intent, validated);
+    if (!reply)
+        co_return std::unexpected(reply.error());
+
+    co_await tellPhase(onPhase, InteractionResponsePhase::sending);
+    const auto sent = co_await client->reply(fresh->descriptor, validated.interactionID.value_or(QString()), *reply);
+    if (!sent)
+        co_return std::unexpected(InteractionResponseFailure(sent.error()));
+
+    // One read tells what became of the request; a request still waiting is no new prompt.
+    co_await tellPhase(onPhase, InteractionResponsePhase::settling);
+    InteractionResponseResult result{validated, std::nullopt, {}};
+    if (!providerAlive)
+        co_return result;
+    const auto after = co_await provider->read(request.paneID, request.agentID, request.paneRevision);
+    if (after && after->interaction.fingerprint() != validated.fingerprint())
+        result.settledInteraction = after->interaction;
+    co_return result;
+}
+
+} // namespace
+
+OpenCodeNativeInteractionResponder::OpenCodeNativeInteractionResponder(OpenCodeNativeInteractionProvider& provider,
+                                                                       std::shared_ptr<OpenCodeNativeRequesting> client)
+    : m_provider(&provider), m_client(std::move(client))
+{
+}
+
+QCoro::Task<InteractionResponseOutcome> OpenCodeNativeInteractionResponder::respond(InteractionResponseRequest request,
+                                                                                    InteractionPhaseCallback onPhase)
+{
+    return respondNatively(m_provider, m_provider->lifetime(), m_client, std::move(request), std::move(onPhase));
+}
+
+std::expected<OpenCodePermissionReply, InteractionResponderError>
+OpenCodeNativeInteractionResponder::reply(const InteractionResponseIntent& intent,
+                                          const PendingInteraction& interaction)
+{
+    const qint64 last = qint64(interaction.choices.size()) - 1;
+    switch (intent.kind) {
+    case Intent::approve: return OpenCodePermissionReply::once;
+    case Intent::deny: return OpenCodePermissionReply::reject;
+    case Intent::selectChoice:
+        if (intent.index < 0 || intent.index > last)
+            break;
+        if (intent.index == 0)
+            return OpenCodePermissionReply::once;
+        return intent.index == last ? OpenCodePermissionReply::reject : OpenCodePermissionReply::always;
+    default: break;
+    }
+    return std::unexpected(InteractionResponderError::unsupportedIntent(interaction.kind, intent));
+}
