@@ -26,7 +26,7 @@ void SessionEventLoop::start(bool includePerPaneStatus)
     endStream();
     m_pause.cancel();
     m_includesPerPaneStatus = includePerPaneStatus;
-    auto task = run(m_generation, includePerPaneStatus);
+    auto task = m_runtime.track(run(m_generation, includePerPaneStatus));
 }
 
 void SessionEventLoop::stop()

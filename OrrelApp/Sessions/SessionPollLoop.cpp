@@ -19,7 +19,7 @@ void SessionPollLoop::start()
         return;
     m_running = true;
     // The task runs detached; a new generation is how it is told to end.
-    auto task = run(++m_generation);
+    auto task = m_runtime.track(run(++m_generation));
 }
 
 void SessionPollLoop::stop()

@@ -24,6 +24,8 @@ SessionRuntime::SessionRuntime(SessionDescriptor descriptor, HerdrEndpoint endpo
 SessionRuntime::~SessionRuntime()
 {
     stop();
+    // Whoever waits for the tasks hears that there is nothing left to wait for.
+    m_tasksEnded.cancel();
 }
 
 QString SessionRuntime::toString(Connection connection)
@@ -53,6 +55,24 @@ void SessionRuntime::stop()
 {
     m_events->stop();
     m_polls->stop();
+}
+
+QCoro::Task<> SessionRuntime::stopped()
+{
+    QPointer self{this};
+    while (self && m_liveTasks > 0)
+        co_await m_tasksEnded.wait(m_tasksEnded.nextTicket());
+}
+
+QCoro::Task<> SessionRuntime::track(QCoro::Task<> task)
+{
+    QPointer self{this};
+    ++m_liveTasks;
+    co_await std::move(task);
+    if (!self || --m_liveTasks > 0)
+        co_return;
+    // Queued: whoever waits may end this runtime, and the task that ended is still on the stack.
+    QMetaObject::invokeMethod(this, [this] { m_tasksEnded.wake(); }, Qt::QueuedConnection);
 }
 
 bool SessionRuntime::waitForEventStreamExit(std::chrono::milliseconds timeout) const

@@ -4,6 +4,7 @@
 #include "HerdrClient/Sessions/SessionDescriptor.h"
 #include "HerdrClient/State/AgentTree.h"
 #include "HerdrClient/State/StateStore.h"
+#include "HerdrClient/Support/CancellablePause.h"
 #include "HerdrClient/Wire/EventEnvelope.h"
 #include "OrrelApp/Sessions/EscalationAnswerFailure.h"
 #include "OrrelApp/Sessions/SessionRuntimeHost.h"
@@ -45,6 +46,9 @@ public:
     void startEventTask(bool includePerPaneStatus);
     // Cancels both tasks: the stream's socket closes, sleeps end at once.
     void stop();
+    // Done once no task is left: after stop(), as soon as the requests under way have ended.
+    // One waiter at a time.
+    QCoro::Task<> stopped();
     // Waits, blocking, until every event stream's thread let go of its socket (or the deadline).
     bool waitForEventStreamExit(std::chrono::milliseconds timeout) const;
 
@@ -120,6 +124,8 @@ private:
     friend class SessionEventLoop;
     friend class SessionPollLoop;
 
+    // Runs one task of this runtime to its end, counted for stopped().
+    QCoro::Task<> track(QCoro::Task<> task);
     SessionRuntimeHost* host() const;
     void refreshAttention();
     void setConnection(Connection connection);
@@ -140,4 +146,6 @@ private:
     std::unique_ptr<SessionCycle> m_cycle;
     std::unique_ptr<SessionPollLoop> m_polls;
     std::unique_ptr<SessionEventLoop> m_events;
+    int m_liveTasks = 0;
+    CancellablePause m_tasksEnded{CancellablePause::OnCancel::resumeQueued};
 };
