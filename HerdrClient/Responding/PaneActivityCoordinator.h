@@ -27,9 +27,12 @@ class PaneActivityCoordinator : public QObject {
     Q_OBJECT
 
 public:
+    static constexpr int standardFallbackPollInterval = 4;
+
     // An interval below 1 counts as 1; an empty `now` means the system clock.
     PaneActivityCoordinator(RecentOutputProviding& outputProvider, IdlePromptSending& promptSender,
-                            int fallbackPollInterval = 4, std::function<Timestamp()> now = {},
+                            int fallbackPollInterval = standardFallbackPollInterval,
+                            std::function<Timestamp()> now = {},
                             QObject* parent = nullptr);
 
     // One cycle of the session: forget panes that left, reset the output of panes that just

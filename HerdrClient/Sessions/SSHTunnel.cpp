@@ -6,7 +6,6 @@
 #include "HerdrClient/Wire/HerdrClient.h"
 
 #include <QCoroFuture>
-#include <QTimer>
 
 #include <algorithm>
 #include <cerrno>
@@ -26,25 +25,15 @@ QCoro::Task<bool> pingThrough(HerdrEndpoint endpoint, double requestTimeout)
 
 } // namespace
 
-// A wait of the loop that a ring of its ticket, or a stop, ends.
-struct SSHTunnel::Park {
-    SSHTunnel* tunnel;
-    quint64 ticket;
-
-    bool await_ready() const { return tunnel->m_rungTicket == ticket; }
-    void await_suspend(std::coroutine_handle<> handle)
-    {
-        tunnel->m_parked = Parked{ticket, handle};
-    }
-    void await_resume() const {}
-};
-
 SSHTunnel::SSHTunnel(Configuration configuration, std::optional<QString> sshPath, Options options,
                      QObject* parent)
     : QObject(parent)
     , m_configuration(std::move(configuration))
     , m_sshPath(std::move(sshPath))
     , m_options(std::move(options))
+    // A stopped loop is not on the stack: it resumes in stop(), sees it and ends, and leaves
+    // nothing behind that an event loop would have to finish.
+    , m_pause(CancellablePause::OnCancel::resumeNow, m_options.clock.sleep, this)
 {
     m_probe = m_options.readinessProbe ? m_options.readinessProbe
                                        : pingProbe(m_options.readinessTimeout);
@@ -56,7 +45,7 @@ SSHTunnel::~SSHTunnel()
 {
     ++m_generation;
     endProcess();
-    wakeParked();
+    m_pause.cancel();
 }
 
 std::expected<std::uint16_t, SSHTunnelError> SSHTunnel::availableLoopbackPort()
@@ -101,7 +90,7 @@ void SSHTunnel::stop()
     ++m_generation;
     m_supervising = false;
     endProcess();
-    wakeParked();
+    m_pause.cancel();
     setState(State::idle());
 }
 
@@ -146,7 +135,7 @@ QCoro::Task<> SSHTunnel::supervise(quint64 generation)
         if (cancelled())
             co_return;
         const Seconds delay = m_options.backoff.delay(previousAttempts + 1);
-        co_await pause(delay);
+        co_await m_pause.sleep(delay);
     }
 }
 
@@ -181,7 +170,7 @@ QCoro::Task<SSHTunnel::RunOutcome> SSHTunnel::runOnce(quint64 generation)
             co_return RunOutcome{};
         if (ready)
             break;
-        co_await pause(probeInterval);
+        co_await m_pause.sleep(probeInterval);
         if (cancelled())
             co_return RunOutcome{};
     }
@@ -205,9 +194,10 @@ QCoro::Task<SSHTunnel::RunOutcome> SSHTunnel::runOnce(quint64 generation)
     if (cancelled())
         co_return RunOutcome{};
     if (process->isRunning()) {
-        const quint64 ticket = nextTicket();
-        connect(process.get(), &SSHTunnelProcess::exited, this, [this, ticket] { ring(ticket); });
-        co_await Park{this, ticket};
+        const quint64 ticket = m_pause.nextTicket();
+        connect(process.get(), &SSHTunnelProcess::exited, this,
+                [this, ticket] { m_pause.ring(ticket); });
+        co_await m_pause.wait(ticket);
         // A stop has ended ssh already.
         if (cancelled())
             co_return RunOutcome{};
@@ -230,40 +220,17 @@ QCoro::Task<QString> SSHTunnel::errorText(std::shared_ptr<SSHTunnelProcess> proc
     co_return QString::fromUtf8(bytes).replace(u"\r\n"_s, u"\n"_s).trimmed();
 }
 
-// Waits that stop() can cut short. A probe or a sleep runs in a detached task that rings the
-// tunnel with its ticket when it ends; a stop resumes the loop without waiting for the ring.
+// A probe runs in a detached task that rings the tunnel's pause with its ticket when it ends; a
+// stop resumes the loop without waiting for the answer.
 
 QCoro::Task<bool> SSHTunnel::probe(HerdrEndpoint endpoint)
 {
     QPointer self{this};
-    const quint64 ticket = nextTicket();
+    const quint64 ticket = m_pause.nextTicket();
     m_probeAnswer = false;
     auto call = ringAfterProbe(m_probe, std::move(endpoint), self, ticket);
-    co_await Park{this, ticket};
+    co_await m_pause.wait(ticket);
     co_return self && m_probeAnswer;
-}
-
-QCoro::Task<> SSHTunnel::pause(Seconds duration)
-{
-    const quint64 ticket = nextTicket();
-    if (!m_options.clock.sleep) {
-        const auto milliseconds =
-            std::chrono::ceil<std::chrono::milliseconds>(std::max(duration, Seconds(0)));
-        QTimer::singleShot(milliseconds, this, [this, ticket] { ring(ticket); });
-        co_await Park{this, ticket};
-        co_return;
-    }
-    auto alarm = ringAfterSleep(m_options.clock.sleep, duration, QPointer(this), ticket);
-    co_await Park{this, ticket};
-}
-
-QCoro::Task<> SSHTunnel::ringAfterSleep(std::function<QCoro::Task<>(Seconds)> sleep,
-                                        Seconds duration, QPointer<SSHTunnel> tunnel,
-                                        quint64 ticket)
-{
-    co_await sleep(duration);
-    if (tunnel)
-        tunnel->ring(ticket);
 }
 
 QCoro::Task<> SSHTunnel::ringAfterProbe(ReadinessProbe probe, HerdrEndpoint endpoint,
@@ -271,38 +238,8 @@ QCoro::Task<> SSHTunnel::ringAfterProbe(ReadinessProbe probe, HerdrEndpoint endp
 {
     auto call = probe(std::move(endpoint));
     const bool answered = co_await std::move(call);
-    if (!tunnel || tunnel->m_lastTicket != ticket)
+    if (!tunnel || !tunnel->m_pause.isCurrent(ticket))
         co_return;
     tunnel->m_probeAnswer = answered;
-    tunnel->ring(ticket);
-}
-
-quint64 SSHTunnel::nextTicket()
-{
-    m_rungTicket = 0;
-    return ++m_lastTicket;
-}
-
-void SSHTunnel::ring(quint64 ticket)
-{
-    if (m_parked && m_parked->ticket == ticket) {
-        const auto handle = m_parked->handle;
-        m_parked.reset();
-        handle.resume();
-        return;
-    }
-    // Over before its wait began: the wait then does not suspend.
-    if (ticket == m_lastTicket)
-        m_rungTicket = ticket;
-}
-
-void SSHTunnel::wakeParked()
-{
-    if (!m_parked)
-        return;
-    // The loop is suspended, so it is not on the stack: it resumes here, sees the stop and ends,
-    // and leaves nothing behind that an event loop would have to finish.
-    const auto handle = m_parked->handle;
-    m_parked.reset();
-    handle.resume();
+    tunnel->m_pause.ring(ticket);
 }

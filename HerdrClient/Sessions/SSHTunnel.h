@@ -2,6 +2,7 @@
 
 #include "HerdrClient/Sessions/SSHTunnelConfiguration.h"
 #include "HerdrClient/Sessions/SSHTunnelState.h"
+#include "HerdrClient/Support/CancellablePause.h"
 #include "HerdrClient/Support/Clock.h"
 #include "HerdrClient/Support/BackoffPolicy.h"
 #include "HerdrClient/Wire/HerdrEndpoint.h"
@@ -10,7 +11,6 @@
 #include <QObject>
 #include <QPointer>
 
-#include <coroutine>
 #include <cstdint>
 #include <expected>
 #include <functional>
@@ -83,22 +83,14 @@ private:
         bool reachedUp = false;
         QString reason;
     };
-    struct Park;
 
     QCoro::Task<> supervise(quint64 generation);
     QCoro::Task<RunOutcome> runOnce(quint64 generation);
     QCoro::Task<bool> probe(HerdrEndpoint endpoint);
-    QCoro::Task<> pause(Seconds duration);
     QCoro::Task<QString> errorText(std::shared_ptr<SSHTunnelProcess> process);
-    static QCoro::Task<> ringAfterSleep(std::function<QCoro::Task<>(Seconds)> sleep,
-                                        Seconds duration, QPointer<SSHTunnel> tunnel,
-                                        quint64 ticket);
     static QCoro::Task<> ringAfterProbe(ReadinessProbe probe, HerdrEndpoint endpoint,
                                         QPointer<SSHTunnel> tunnel, quint64 ticket);
 
-    quint64 nextTicket();
-    void ring(quint64 ticket);
-    void wakeParked();
     void endProcess();
     void setState(State state);
 
@@ -114,14 +106,7 @@ private:
     // A stop moves it on; a loop of an earlier generation ends at its next look.
     quint64 m_generation = 0;
 
-    // The one wait the loop is in: a sleep, a probe, or the exit of ssh. Each wait has a ticket,
-    // and only its own ticket resumes it.
-    struct Parked {
-        quint64 ticket = 0;
-        std::coroutine_handle<> handle;
-    };
-    std::optional<Parked> m_parked;
-    quint64 m_lastTicket = 0;
-    quint64 m_rungTicket = 0; // rung before its wait began
+    // The one wait the loop is in: a sleep, a probe, or the exit of ssh.
+    CancellablePause m_pause;
     bool m_probeAnswer = false;
 };

@@ -3,7 +3,6 @@
 #include "HerdrClient/Wire/HerdrClient.h"
 #include "HerdrClient/Wire/SocketConnection.h"
 
-#include <QCoreApplication>
 #include <QPointer>
 #include <QTextBoundaryFinder>
 
@@ -44,13 +43,6 @@ struct EventStream::Channel {
         EventStream* target = receiver;
         QMetaObject::invokeMethod(target, [target] { target->deliver(); }, Qt::QueuedConnection);
     }
-};
-
-struct EventStream::Wakeup {
-    EventStream* stream;
-    bool await_ready() const noexcept { return false; }
-    void await_suspend(std::coroutine_handle<> handle) noexcept { stream->m_waiter = handle; }
-    void await_resume() const noexcept {}
 };
 
 namespace {
@@ -147,15 +139,7 @@ void EventStream::stop()
 {
     m_stopped = true;
     m_state->stop();
-    resumeWaiterLater();
-}
-
-void EventStream::resumeWaiterLater()
-{
-    // Never resumed from inside stop(): the waiter may well destroy this stream.
-    if (auto waiter = std::exchange(m_waiter, {}))
-        QMetaObject::invokeMethod(QCoreApplication::instance(), [waiter] { waiter.resume(); },
-                                  Qt::QueuedConnection);
+    m_arrival.cancel();
 }
 
 std::optional<JSONValue> EventStream::take()
@@ -191,8 +175,8 @@ QCoro::Task<std::optional<JSONValue>> EventStream::next()
             co_return value;
         if (isAtEnd())
             co_return std::nullopt;
-        Q_ASSERT(!m_waiter);
-        co_await Wakeup{this};
+        Q_ASSERT(!m_arrival.isWaiting());
+        co_await m_arrival.wait(m_arrival.nextTicket());
         if (!self)
             co_return std::nullopt;
     }
@@ -213,8 +197,7 @@ void EventStream::deliver()
     if (!self)
         return;
     // Last: the waiter may destroy this stream.
-    if (auto waiter = std::exchange(m_waiter, {}))
-        waiter.resume();
+    m_arrival.wake();
 }
 
 void EventStream::runLoop(HerdrEndpoint endpoint, SubscriptionsFunction subscriptions,

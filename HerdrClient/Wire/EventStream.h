@@ -1,5 +1,6 @@
 #pragma once
 
+#include "HerdrClient/Support/CancellablePause.h"
 #include "HerdrClient/Support/Environment.h"
 #include "HerdrClient/Support/BackoffPolicy.h"
 #include "HerdrClient/Wire/EventLoopState.h"
@@ -10,7 +11,6 @@
 #include <QCoroTask>
 #include <QObject>
 
-#include <coroutine>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -66,11 +66,9 @@ Q_SIGNALS:
 
 private:
     struct Channel;
-    struct Wakeup;
 
     EventStream(std::shared_ptr<EventLoopState> state, std::shared_ptr<Channel> channel);
     void deliver();
-    void resumeWaiterLater();
 
     static void runLoop(HerdrEndpoint endpoint, SubscriptionsFunction subscriptions,
                         BackoffPolicy backoff, EventStreamOptions options,
@@ -78,7 +76,9 @@ private:
 
     std::shared_ptr<EventLoopState> m_state;
     std::shared_ptr<Channel> m_channel;
-    std::coroutine_handle<> m_waiter;
+    // Where `next` waits for a value. Never resumed from inside stop(): the waiter may well
+    // destroy this stream.
+    CancellablePause m_arrival{CancellablePause::OnCancel::resumeQueued};
     bool m_stopped = false;
     bool m_endAnnounced = false;
 };

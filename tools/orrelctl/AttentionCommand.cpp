@@ -9,7 +9,6 @@
 #include "OrrelApp/Sessions/SessionRuntime.h"
 
 #include <QCoroSignal>
-#include <QCoroTimer>
 #include <QDateTime>
 
 using namespace Qt::StringLiterals;
@@ -197,11 +196,9 @@ QCoro::Task<int> runAttention(CommandContext context)
     runtime.startEventTask(host.usesPerPaneStatusSubscriptions(runtime));
     co_await qCoro(&host, &WatchHost::finished);
     runtime.stop();
+    co_await runtime.stopped();
     if (!runtime.waitForEventStreamExit(std::chrono::seconds(2)))
         co_return context.fail(u"orrelctl attention: the event stream did not close in time"_s);
-    // The loops wake from their cancelled waits through queued events; let them end before the
-    // runtime goes.
-    co_await QCoro::sleepFor(std::chrono::milliseconds(50));
     co_return ExitStatus::success;
 }
 

@@ -7,7 +7,6 @@
 #include "OrrelApp/Sessions/SessionRuntime.h"
 
 #include <QCoroSignal>
-#include <QCoroTimer>
 #include <QSocketNotifier>
 #include <QStringList>
 
@@ -116,9 +115,8 @@ QCoro::Task<int> runWatch(CommandContext context)
 
     co_await qCoro(&interrupt, &InterruptPipe::interrupted);
     runtime.stop();
-    // Let the stopped tasks see it and end, rather than leave them suspended at exit.
-    co_await QCoro::sleepFor(std::chrono::milliseconds(0));
-    co_await QCoro::sleepFor(std::chrono::milliseconds(0));
+    // The stopped tasks end rather than stay suspended at exit.
+    co_await runtime.stopped();
     // The stream's socket is closed by its own thread; wait for that before saying goodbye.
     if (!runtime.waitForEventStreamExit(std::chrono::seconds(2)))
         co_return context.fail(u"orrelctl watch: the event stream did not close in time"_s);

@@ -227,10 +227,22 @@ TEST_F(SessionRuntimeTest, MalformedEventsLeaveTheStoreAsItWas)
     EXPECT_EQ(runtime->connection(), SessionRuntime::Connection::connected);
 }
 
+QCoro::Task<> markStopped(SessionRuntime& runtime, bool* stopped)
+{
+    co_await runtime.stopped();
+    *stopped = true;
+}
+
 TEST_F(SessionRuntimeTest, StopClosesTheStreamAndEndsTheSleeps)
 {
     startWatching();
+    bool stopped = false;
+    auto waiting = markStopped(*runtime, &stopped);
+    QCoreApplication::processEvents();
+    EXPECT_FALSE(stopped);
     runtime->stop();
+    // Both tasks end without the clock moving on.
+    ASSERT_TRUE(processEventsUntil([&] { return stopped; }));
     EXPECT_TRUE(runtime->waitForEventStreamExit(1s));
     EXPECT_TRUE(server.waitForSubscribersAtMost(0, 5s));
     clock.advance(60s);
@@ -251,10 +263,14 @@ TEST_F(SessionRuntimeTest, ARuntimeOnItsOwnTimersEndsWhileItSleeps)
     runtime->startEventTask(false);
     ASSERT_TRUE(processEventsUntil([&] { return host.cycles.size() == 1; }));
     ASSERT_TRUE(server.waitForSubscribers(1, 5s));
+    bool stopped = false;
+    auto waiting = markStopped(*runtime, &stopped);
     runtime.reset();
     EXPECT_TRUE(server.waitForSubscribersAtMost(0, 5s));
     QCoreApplication::processEvents();
     EXPECT_EQ(host.cycles.size(), 1u);
+    // Whoever waited for the tasks is not left waiting on a runtime that is gone.
+    EXPECT_TRUE(stopped);
 }
 
 TEST_F(SessionRuntimeTest, AHostThatIsGoneIsNotTold)
