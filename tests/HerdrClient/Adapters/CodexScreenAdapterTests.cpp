@@ -1,6 +1,7 @@
+// What the fixture corpus does not show of codex's screens: keys, capabilities, the command
+// behind an approval, and the near misses it holds no screen of. Titles, labels, descriptions,
+// progress and mechanisms are proven on the real screens there.
 #include "HerdrClient/Adapters/CodexScreenAdapter.h"
-#include "HerdrClient/Adapters/StandardScreenAdapters.h"
-#include "HerdrClient/Interaction/ScreenAdapterRegistry.h"
 
 #include <gtest/gtest.h>
 
@@ -14,16 +15,7 @@ PendingInteraction read(const QString& screen)
     input.paneID = u"w1:p2"_s;
     input.agentID = u"codex"_s;
     input.detectionText = screen;
-    input.paneRevision = 5;
     return CodexScreenAdapter().parse(input);
-}
-
-QStringList labels(const PendingInteraction& interaction)
-{
-    QStringList out;
-    for (const auto& choice : interaction.choices)
-        out << choice.label;
-    return out;
 }
 
 QString approval(const QString& options, const QString& above = {})
@@ -39,22 +31,13 @@ const QString threeRows = u"› 1. Yes, proceed (y)\n"
                           "  2. Yes, and don't ask again for commands that start with `git push` (p)\n"
                           "  3. No, and tell Codex what to do differently (esc)\n"_s;
 
-TEST(CodexApproval, ReadsTheCommandItsRowsAndTheirKeys)
+TEST(CodexApproval, ReadsTheCommandAndTheKeysOfItsRows)
 {
     const auto reading = read(approval(threeRows));
     ASSERT_EQ(reading.kind, InteractionKind::approval);
-    EXPECT_EQ(reading.title, u"Would you like to run the following command?"_s);
-    EXPECT_EQ(labels(reading), (QStringList{u"Yes, proceed"_s, u"Yes, and don't ask again"_s,
-                                            u"No, and tell Codex what to do differently"_s}));
-    EXPECT_EQ(reading.choices[0].description, u"Run once."_s);
-    EXPECT_EQ(reading.choices[1].description,
-              u"Persist approval for commands starting with `git push`."_s);
-    EXPECT_EQ(reading.choices[2].description, u"Deny and return feedback to Codex."_s);
     EXPECT_EQ(reading.choices[0].shortcutKeys, std::vector<QString>{u"y"_s});
     EXPECT_EQ(reading.choices[1].shortcutKeys, std::vector<QString>{u"p"_s});
     EXPECT_EQ(reading.choices[2].shortcutKeys, std::vector<QString>{u"esc"_s});
-    EXPECT_EQ(reading.presentation.mechanism, InteractionMechanism::explicitShortcut);
-    EXPECT_EQ(reading.presentation.selectedChoiceIndex, 0);
     EXPECT_EQ(reading.capabilities,
               (std::set{InteractionCapability::approve, InteractionCapability::deny,
                         InteractionCapability::selectOne}));
@@ -65,24 +48,6 @@ TEST(CodexApproval, ReadsTheCommandItsRowsAndTheirKeys)
               (InteractionCommandEvidence{u"local"_s,
                                           u"Do you want to allow: push the branch to origin?"_s,
                                           u"git push origin main"_s}));
-    EXPECT_EQ(reading.evidence.providerID, u"codex-screen"_s);
-    EXPECT_EQ(reading.evidence.confidence, InteractionConfidence::exact);
-    EXPECT_EQ(reading.evidence.paneRevision, 5);
-}
-
-TEST(CodexApproval, RowsThatLostTheirLettersAreNeverPressedByNumber)
-{
-    const auto reading = read(approval(u"› 1. Yes, proceed\n"
-                                       "  2. Yes, and don't ask again for commands that start with `git push` (p)\n"
-                                       "  3. No (esc)\n"_s));
-    ASSERT_EQ(reading.kind, InteractionKind::approval);
-    EXPECT_EQ(reading.presentation.mechanism, InteractionMechanism::ambiguous);
-    EXPECT_EQ(reading.capabilities,
-              (std::set{InteractionCapability::approve, InteractionCapability::deny,
-                        InteractionCapability::selectOne}));
-    for (const auto& choice : reading.choices)
-        EXPECT_TRUE(choice.shortcutKeys.empty()) << choice.label.toStdString();
-    EXPECT_EQ(labels(reading).last(), u"No"_s);
 }
 
 TEST(CodexApproval, JoinsACommandWrappedInsideBackticksWithoutABlank)
@@ -96,25 +61,12 @@ TEST(CodexApproval, JoinsACommandWrappedInsideBackticksWithoutABlank)
     EXPECT_EQ(reading.choices[1].description,
               u"Persist approval for commands starting with `git push origin`."_s);
     EXPECT_EQ(reading.choices[2].label, u"No, and tell Codex what to do differently"_s);
-    EXPECT_EQ(reading.presentation.mechanism, InteractionMechanism::explicitShortcut);
 }
 
 TEST(CodexApproval, AnythingThatDoesNotFitIsUnknown)
 {
-    const std::pair<const char*, QString> cases[] = {
-        {"title without its footer", u"  Would you like to run the following command?\n"
-                                     "› 1. Yes, proceed (y)\n  2. Yes (p)\n  3. No (esc)\n"_s},
-        {"four rows", approval(threeRows + u"  4. Something else\n"_s)},
-        {"rows numbered 1, 2, 4", approval(u"› 1. Yes (y)\n  2. Always (p)\n  4. No (esc)\n"_s)},
-        {"two rows", approval(u"› 1. Yes (y)\n  2. No (esc)\n"_s)},
-        {"no rows at all", approval(u""_s)},
-    };
-    for (const auto& [name, screen] : cases) {
-        const auto reading = read(screen);
-        EXPECT_EQ(reading.kind, InteractionKind::unknown) << name;
-        EXPECT_EQ(reading.evidence.providerID, u"generic-screen"_s) << name;
-        EXPECT_EQ(reading.presentation.mechanism, InteractionMechanism::manual) << name;
-    }
+    EXPECT_EQ(read(approval(u"› 1. Yes (y)\n  2. No (esc)\n"_s)).kind, InteractionKind::unknown);
+    EXPECT_EQ(read(approval(u""_s)).kind, InteractionKind::unknown);
 }
 
 TEST(CodexApproval, TheLastTitleOnTheScreenCounts)
@@ -169,54 +121,19 @@ QString question(const QString& header, const QString& footer, const QString& ro
            + u"\n  "_s + footer + u"\n"_s;
 }
 
-TEST(CodexQuestion, ReadsProgressTitleAndWrappedDescriptions)
+TEST(CodexQuestion, CapabilitiesAndAHeaderThatSaysMore)
 {
     const auto reading = read(question(u"Question 1/3 (2 unanswered)"_s,
                                        u"tab to add notes | enter to submit all | esc to interrupt"_s));
-    ASSERT_EQ(reading.kind, InteractionKind::question) << "an unanswered count keeps it a question";
-    EXPECT_EQ(reading.title, u"Which database should the new service use?"_s);
-    EXPECT_EQ(reading.progress, (InteractionProgress{1, 3, 2}));
-    EXPECT_EQ(labels(reading), (QStringList{u"PostgreSQL (Recommended)"_s, u"SQLite"_s}));
-    EXPECT_EQ(reading.choices[0].description,
-              u"Relational, already used by the billing service"_s);
-    EXPECT_EQ(reading.presentation.selectedChoiceIndex, 0);
-    EXPECT_EQ(reading.presentation.mechanism, InteractionMechanism::arrowNavigate);
+    ASSERT_EQ(reading.kind, InteractionKind::question);
+    EXPECT_EQ(reading.choices[0].description, u"Relational, already used by the billing service"_s);
     EXPECT_EQ(reading.capabilities,
               (std::set{InteractionCapability::selectOne, InteractionCapability::deny,
                         InteractionCapability::enterText, InteractionCapability::navigateSteps}));
-}
-
-TEST(CodexQuestion, KindAndMechanismFollowTheFooter)
-{
-    struct Case {
-        const char* name;
-        QString screen;
-        InteractionKind kind;
-        InteractionMechanism mechanism;
-    };
-    const Case cases[] = {
-        {"last question", question(u"Question 3/3"_s, u"tab to add notes | enter to submit all"_s),
-         InteractionKind::reviewSubmit, InteractionMechanism::arrowNavigate},
-        {"notes open", question(u"Question 1/1"_s, u"tab or esc to clear notes | enter to submit all"_s,
-                                u"  › 1. Yes\n    2. No\n\n  › add notes\n"_s),
-         InteractionKind::reviewSubmit, InteractionMechanism::textEntry},
-        {"footer segment with more words",
-         question(u"Question 1/2"_s, u"tab to add notes now | enter to submit answer"_s),
-         InteractionKind::unknown, InteractionMechanism::manual},
-        {"header with words after it",
-         question(u"Question 1/2 left"_s, u"tab to add notes | enter to submit answer"_s),
-         InteractionKind::unknown, InteractionMechanism::manual},
-        {"no rows",
-         question(u"Question 1/2"_s, u"tab to add notes | enter to submit answer"_s, u"  (none)\n"_s),
-         InteractionKind::unknown, InteractionMechanism::manual},
-    };
-    for (const auto& c : cases) {
-        const auto reading = read(c.screen);
-        EXPECT_EQ(reading.kind, c.kind) << c.name;
-        EXPECT_EQ(reading.presentation.mechanism, c.mechanism) << c.name;
-    }
     const auto single = read(question(u"Question 1/1"_s, u"tab to add notes | enter to submit answer"_s));
     EXPECT_FALSE(single.capabilities.contains(InteractionCapability::navigateSteps));
+    EXPECT_EQ(read(question(u"Question 1/2 left"_s, u"tab to add notes | enter to submit answer"_s)).kind,
+              InteractionKind::unknown);
 }
 
 TEST(CodexOptions, ParsesRowsAndContinuations)
@@ -258,10 +175,7 @@ TEST(CodexReview, CountsOnlyALineOfExactlyThreeWords)
                          "    2. Go back  Return to the first unanswered question\n"_s;
     const auto counted = read(review(u"3 unanswered questions"_s, rows));
     ASSERT_EQ(counted.kind, InteractionKind::reviewSubmit);
-    EXPECT_EQ(counted.title, u"Submit with unanswered questions?"_s);
     EXPECT_EQ(counted.progress, (InteractionProgress{{}, {}, 3}));
-    EXPECT_EQ(labels(counted), (QStringList{u"Proceed"_s, u"Go back"_s}));
-    EXPECT_EQ(counted.presentation.mechanism, InteractionMechanism::arrowNavigate);
     EXPECT_EQ(counted.capabilities,
               (std::set{InteractionCapability::selectOne, InteractionCapability::deny}));
     for (const auto& choice : counted.choices)
@@ -272,13 +186,6 @@ TEST(CodexReview, CountsOnlyALineOfExactlyThreeWords)
     EXPECT_EQ(read(review(u"1 unanswered question"_s, rows)).progress, (InteractionProgress{{}, {}, {}}));
     EXPECT_EQ(read(review(u"3 unanswered questions"_s, rows + u"    3. Third\n"_s)).kind,
               InteractionKind::unknown);
-}
-
-TEST(CodexRegistry, TheStandardRegistrySendsCodexHere)
-{
-    const auto registry = standardScreenAdapters();
-    EXPECT_EQ(registry.adapterID(u"codex"_s), u"codex-screen"_s);
-    EXPECT_EQ(registry.adapterID(u"Codex"_s), u"generic-screen"_s);
 }
 
 } // namespace

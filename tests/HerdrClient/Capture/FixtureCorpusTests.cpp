@@ -1,10 +1,11 @@
 // The fixture corpus: every fixture in tests/fixtures, read through the standard readers, must
 // read as its annotations say, and every screen source must have its fixture, made from the
-// annotations it holds now.
+// screen and the annotations it holds now.
 #include "HerdrClient/Adapters/StandardScreenAdapters.h"
 #include "HerdrClient/Capture/InteractionFixtureInspector.h"
 #include "HerdrClient/Capture/PaneFixtureExtractor.h"
 #include "tests/HerdrClient/Adapters/ReadingChecks.h"
+#include "tests/HerdrClient/Capture/CaptureTestFiles.h"
 
 #include <QDir>
 #include <QFile>
@@ -18,7 +19,7 @@ namespace {
 
 const QDir corpus(QStringLiteral(ORREL_FIXTURE_DIRECTORY));
 
-TEST(FixtureCorpus, EverySourceHasAFixtureOfItsCurrentAnnotations)
+TEST(FixtureCorpus, EverySourceHasAFixtureOfItsCurrentScreenAndAnnotations)
 {
     const QStringList sources = QDir(corpus.filePath(u"sources"_s)).entryList(QDir::Dirs | QDir::NoDotAndDotDot);
     ASSERT_GE(sources.size(), 40);
@@ -38,6 +39,13 @@ TEST(FixtureCorpus, EverySourceHasAFixtureOfItsCurrentAnnotations)
                               << metadata.error().errorDescription().toStdString();
         EXPECT_EQ(metadata->annotations, *annotations)
             << name.toStdString() << ": the fixture is older than its annotations";
+        const QString source = corpus.filePath(u"sources/"_s + name);
+        for (const QString& screen : {u"/visible.ansi"_s, u"/detection.txt"_s}) {
+            if (QFile::exists(source + screen)) {
+                EXPECT_EQ(readFile(corpus.filePath(matching.first()) + screen), readFile(source + screen))
+                    << name.toStdString() << ": the fixture is older than its screen";
+            }
+        }
     }
     EXPECT_EQ(fixtures.size(), sources.size()) << "a fixture without a source is left over";
 }
