@@ -34,7 +34,6 @@ FakeScreen plain(const QString& visible)
 }
 
 const QString migrate = u"npm run migrate -- --env staging"_s;
-const QString workingScreen = u"• Running migrations (3s • esc to interrupt)\n"_s;
 
 class ResponderRaceTest : public ::testing::Test {
 protected:
@@ -68,32 +67,6 @@ protected:
     ScreenInteractionProvider provider;
     InstantSleeper sleeper;
 };
-
-TEST_F(ResponderRaceTest, AnswersTheScreenItReadAndSeesTheAgentGoBackToWork)
-{
-    const auto seen = shown();
-    ASSERT_EQ(seen.kind, InteractionKind::approval);
-    herdr.scenario.addReaction(u"w1:p1"_s, {std::vector{u"1"_s, u"enter"_s}, {}, plain(workingScreen), AgentStatus::working});
-    const auto outcome = respond(seen, InteractionResponseIntent::approve());
-    ASSERT_TRUE(outcome) << outcome.error().refusalSentence().toStdString();
-    EXPECT_EQ(herdr.sends(), (Sends{{u"pane.send_keys"_s, keysParams({u"1"_s, u"enter"_s})}}));
-    // Two reads (detection, then the coloured one) before the keys, then the settle's pairs.
-    const auto methods = herdr.methods();
-    ASSERT_GE(methods.size(), 3u);
-    EXPECT_EQ((std::vector(methods.begin(), methods.begin() + 3)),
-              (std::vector{u"pane.read"_s, u"pane.read"_s, u"pane.send_keys"_s}));
-    ASSERT_TRUE(outcome->settledInteraction);
-    EXPECT_EQ(outcome->settledInteraction->kind, InteractionKind::unknown);
-}
-
-TEST_F(ResponderRaceTest, ACursorThatMovedIsStillTheSamePrompt)
-{
-    const auto seen = shown();
-    herdr.scenario.setScreen(u"w1:p1"_s, plain(approvalScreen(migrate, 3)));
-    const auto outcome = respond(seen, InteractionResponseIntent::selectChoice(0));
-    ASSERT_TRUE(outcome) << outcome.error().refusalSentence().toStdString();
-    EXPECT_EQ(herdr.sends(), (Sends{{u"pane.send_keys"_s, keysParams({u"1"_s, u"enter"_s})}}));
-}
 
 TEST_F(ResponderRaceTest, APromptThatChangedAfterThePersonReadItGetsNothing)
 {
@@ -178,43 +151,6 @@ TEST_F(SlowHerdrTest, AKeyHerdrNeverConfirmsIsNotCalledUnsent)
               "Nothing more was sent."_s);
     EXPECT_EQ(herdr.sends().size(), 1u);
     EXPECT_TRUE(sleeper.requested.empty());
-}
-
-} // namespace
-
-namespace {
-
-// The scenario file's `after_keys` rules, which the races above rely on.
-TEST(FakeScenarioReactions, RedrawOncePerRuleAndRejectRulesWithoutATrigger)
-{
-    const auto pane = [](JSONValue rules) {
-        return JSONValue::object({{u"panes"_s, JSONValue::array({JSONValue::object(
-                                                    {{u"pane_id"_s, u"w1:p1"_s},
-                                                     {u"screen"_s, JSONValue::object({{u"visible"_s, u"before"_s}})},
-                                                     {u"after_keys"_s, std::move(rules)}})})}});
-    };
-    EXPECT_FALSE(FakeScenario::fromJSON(pane(JSONValue::array({JSONValue::object({{u"screen"_s, u"x"_s}})}))));
-
-    auto scenario = FakeScenario::fromJSON(pane(JSONValue::array(
-        {JSONValue::object({{u"text"_s, u"hi"_s}, {u"screen"_s, JSONValue::object({{u"visible"_s, u"typed"_s}})}}),
-         JSONValue::object({{u"keys"_s, JSONValue::array({u"enter"_s})},
-                            {u"screen"_s, JSONValue::object({{u"visible"_s, u"sent"_s}})}})})));
-    ASSERT_TRUE(scenario);
-    FakeHerdrServer server;
-    ASSERT_TRUE(server.start());
-    scenario->install(server);
-    HerdrClient client(HerdrEndpoint::unixSocket(server.socketPath()), 5.0);
-    const auto screen = [&] {
-        const auto read = runTask(client.request(
-            u"pane.read"_s, JSONValue::object({{u"pane_id"_s, u"w1:p1"_s}, {u"source"_s, u"visible"_s}})));
-        return *read->member(u"read")->member(u"text")->stringValue();
-    };
-    ASSERT_TRUE(runTask(client.request(u"pane.send_keys"_s, keysParams({u"enter"_s}))));
-    EXPECT_EQ(screen(), u"sent"_s);
-    ASSERT_TRUE(runTask(client.request(u"pane.send_text"_s, textParams(u"hi"_s))));
-    EXPECT_EQ(screen(), u"typed"_s);
-    ASSERT_TRUE(runTask(client.request(u"pane.send_keys"_s, keysParams({u"enter"_s}))));
-    EXPECT_EQ(screen(), u"typed"_s);
 }
 
 } // namespace

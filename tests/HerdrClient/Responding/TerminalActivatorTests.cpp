@@ -89,12 +89,4 @@ TEST(TerminalActivator, AutomaticChoosesOnlyWhenTheChoiceIsClear)
     EXPECT_EQ(desktop.activated, std::vector<std::uint32_t>{3});
 }
 
-TEST(TerminalActivator, JumpFailuresAreWorded)
-{
-    EXPECT_EQ(jumpFailureMessage(TerminalPresentationFailure::ambiguous({u"Konsole"_s, u"XTerm"_s})),
-              u"Agent focused in Herdr, but multiple terminals are running (Konsole, XTerm). Choose one in Settings."_s);
-    EXPECT_EQ(jumpFailureMessage(TerminalPresentationFailure::applicationUnavailable(u"kitty"_s)),
-              u"Agent focused in Herdr, but kitty could not be opened. Check the terminal setting."_s);
-}
-
 } // namespace
