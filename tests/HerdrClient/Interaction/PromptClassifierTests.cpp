@@ -1,3 +1,4 @@
+#include "HerdrClient/Adapters/StandardScreenAdapters.h"
 #include "HerdrClient/Interaction/GenericScreenAdapter.h"
 #include "HerdrClient/Interaction/PromptClassifier.h"
 #include "HerdrClient/Interaction/ScreenText.h"
@@ -237,34 +238,12 @@ TEST(ScreenTextCharacters, CountGraphemesNotUnits)
     EXPECT_FALSE(ScreenText::pattern(u"(unclosed"_s).isValid());
 }
 
-TEST(ScreenAdapterRegistry, PicksByExactAgentIDAndFirstClaimWins)
+TEST(ScreenAdapterRegistry, PicksByExactAgentID)
 {
-    class Named final : public ScreenAdapter {
-    public:
-        Named(QString id, std::set<QString> agents) : m_id(std::move(id)), m_agents(std::move(agents)) {}
-        QString adapterID() const override { return m_id; }
-        std::set<QString> agentIDs() const override { return m_agents; }
-        PendingInteraction parse(const ScreenAdapterInput& input) const override
-        {
-            return GenericScreenAdapter::reading(input, m_id);
-        }
-
-    private:
-        QString m_id;
-        std::set<QString> m_agents;
-    };
-    const ScreenAdapterRegistry registry(
-        {std::make_shared<Named>(u"first"_s, std::set{u"claude"_s}),
-         std::make_shared<Named>(u"second"_s, std::set{u"claude"_s, u"pi"_s})},
-        std::make_shared<GenericScreenAdapter>());
-    EXPECT_EQ(registry.adapterID(u"claude"_s), u"first"_s);
-    EXPECT_EQ(registry.adapterID(u"pi"_s), u"second"_s);
-    EXPECT_EQ(registry.adapterID(u"Claude"_s), u"generic-screen"_s);
+    const auto registry = standardScreenAdapters();
+    EXPECT_EQ(registry.adapterID(u"codex"_s), u"codex-screen"_s);
+    EXPECT_EQ(registry.adapterID(u"Codex"_s), u"generic-screen"_s);
     EXPECT_EQ(registry.adapterID(std::nullopt), u"generic-screen"_s);
-
-    const PromptClassifier classifier(registry);
-    const auto reading = classifier.classifyInteraction(u"w1:p1"_s, u"pi"_s, u"x"_s, std::nullopt, 7, std::nullopt);
-    EXPECT_EQ(reading.evidence.providerID, u"second"_s);
 }
 
 TEST(GenericReading, HandsTheScreenToTheTerminal)
