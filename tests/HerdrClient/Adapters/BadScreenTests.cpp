@@ -41,7 +41,6 @@ TEST(BadScreens, NoiseIsNeverAPrompt)
         {"NULs and ESCs", QString(u"\0\x1b\x1b[48;2;\x1b]\0"_s).repeated(20000)},
         {"one megabyte line", QString(1 << 20, u'x')},
         {"unterminated escapes", u"\x1b[38;2;1;2;3\x1b[48;2;\x1b[1\n1. Yes\x1b["_s},
-        {"numbered prose", u"The release has three parts:\n1. Build the images.\n2. Push them.\n3. Roll out.\nDone."_s},
         {"only rules", (QString(80, QChar(0x2500)) + u"\n"_s).repeated(5000)},
         {"empty", u""_s},
     };
@@ -96,11 +95,8 @@ TEST(BadScreens, PromptsCutByTheScreenEdge)
 {
     const QString rule = QString(40, QChar(0x2500));
     const std::vector<std::tuple<const char*, QString, QString>> cases = {
-        {"claude without title", u"claude"_s, u"❯ 1. Yes\n  2. No\n\nEsc to cancel"_s},
         {"claude without options", u"claude"_s, u"Bash command\n  rm -rf /\nDo you want to proceed?\n"_s},
-        {"claude options from 2 on", u"claude"_s, u"Do you want to proceed?\n  2. Yes, always\n  3. No\nEsc to cancel"_s},
         {"pi without footer", u"pi"_s, rule + u"\n Which?\n❯ 1. A\n  2. B\n"_s + rule},
-        {"pi without top rule", u"pi"_s, u" Which?\n❯ 1. A\n  2. B\n"_s + rule + u"\n Enter to select"_s},
         {"pi without rows", u"pi"_s, rule + u"\n Only a question?\n"_s + rule + u"\n Enter to select"_s},
         {"pi with short rules", u"pi"_s, u"─────────\n Q?\n❯ 1. A\n─────────\n Enter to select"_s},
     };
