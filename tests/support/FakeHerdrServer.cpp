@@ -1,10 +1,13 @@
 #include "tests/support/FakeHerdrServer.h"
 
+#include "HerdrClient/Wire/EventEnvelope.h"
+#include "HerdrClient/Wire/JSONDecoding.h"
+
 #include <QDir>
 #include <QFile>
-#include <QFileInfo>
 #include <QRegularExpression>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
@@ -23,13 +26,14 @@ constexpr qsizetype maximumRequestBytes = 1024 * 1024;
 constexpr int firstLineDeadlineMs = 5000;
 constexpr std::size_t historyLimit = 512;
 
+QByteArray replyLine(const QString& id, const QString& kind, const JSONValue& value)
+{
+    return JSONValue::object({{u"id"_s, id}, {kind, value}}).serialized() + '\n';
+}
+
 QByteArray errorLine(const QString& id, const QString& code, const QString& message)
 {
-    return JSONValue::object({{u"id"_s, id},
-                              {u"error"_s, JSONValue::object({{u"code"_s, code},
-                                                              {u"message"_s, message}})}})
-               .serialized() +
-           '\n';
+    return replyLine(id, u"error"_s, JSONValue::object({{u"code"_s, code}, {u"message"_s, message}}));
 }
 
 // Subscription type of a lifecycle event: "pane_created" is taken by "pane.created".
@@ -118,12 +122,6 @@ bool FakeHerdrServer::start()
     return true;
 }
 
-bool FakeHerdrServer::isRunning() const
-{
-    std::lock_guard lock(m_mutex);
-    return m_listenFd >= 0 && !m_stopping;
-}
-
 void FakeHerdrServer::stop()
 {
     if (m_listenFd < 0)
@@ -166,12 +164,6 @@ void FakeHerdrServer::setHandler(const QString& method, Handler handler)
     m_handlers[method] = std::move(handler);
 }
 
-void FakeHerdrServer::setFallbackHandler(Handler handler)
-{
-    std::lock_guard lock(m_mutex);
-    m_fallback = std::move(handler);
-}
-
 void FakeHerdrServer::setPaneExists(std::function<bool(const QString&)> paneExists)
 {
     std::lock_guard lock(m_mutex);
@@ -208,42 +200,38 @@ void FakeHerdrServer::clearRequests()
     m_requests.clear();
 }
 
-bool FakeHerdrServer::waitForRequests(std::size_t count, std::chrono::milliseconds timeout) const
+bool FakeHerdrServer::waitFor(const std::function<bool()>& condition,
+                              std::chrono::milliseconds timeout) const
 {
     std::unique_lock lock(m_mutex);
-    return m_changed.wait_for(lock, timeout, [&] { return m_requests.size() >= count; });
+    return m_changed.wait_for(lock, timeout, condition);
+}
+
+bool FakeHerdrServer::waitForRequests(std::size_t count, std::chrono::milliseconds timeout) const
+{
+    return waitFor([&] { return m_requests.size() >= count; }, timeout);
+}
+
+std::size_t FakeHerdrServer::liveSubscribers() const
+{
+    return std::size_t(std::ranges::count_if(m_subscribers, [](const auto& s) { return s->alive; }));
 }
 
 std::size_t FakeHerdrServer::subscriberCount() const
 {
     std::lock_guard lock(m_mutex);
-    std::size_t count = 0;
-    for (const auto& s : m_subscribers)
-        count += s->alive ? 1 : 0;
-    return count;
+    return liveSubscribers();
 }
 
 bool FakeHerdrServer::waitForSubscribers(std::size_t count, std::chrono::milliseconds timeout) const
 {
-    std::unique_lock lock(m_mutex);
-    return m_changed.wait_for(lock, timeout, [&] {
-        std::size_t alive = 0;
-        for (const auto& s : m_subscribers)
-            alive += s->alive ? 1 : 0;
-        return alive >= count;
-    });
+    return waitFor([&] { return liveSubscribers() >= count; }, timeout);
 }
 
 bool FakeHerdrServer::waitForSubscribersAtMost(std::size_t count,
                                                std::chrono::milliseconds timeout) const
 {
-    std::unique_lock lock(m_mutex);
-    return m_changed.wait_for(lock, timeout, [&] {
-        std::size_t alive = 0;
-        for (const auto& s : m_subscribers)
-            alive += s->alive ? 1 : 0;
-        return alive <= count;
-    });
+    return waitFor([&] { return liveSubscribers() <= count; }, timeout);
 }
 
 bool FakeHerdrServer::writeAll(int fd, const QByteArray& bytes)
@@ -266,13 +254,7 @@ void FakeHerdrServer::publish(const QString& event, const JSONValue& data)
 {
     const QByteArray line =
         JSONValue::object({{u"event"_s, event}, {u"data"_s, data}}).serialized() + '\n';
-    QString paneID;
-    if (const JSONValue* id = data.member(u"pane_id"); id && id->stringValue())
-        paneID = *id->stringValue();
-    else if (const JSONValue* pane = data.member(u"pane"))
-        if (const JSONValue* id = pane->member(u"pane_id"); id && id->stringValue())
-            paneID = *id->stringValue();
-
+    const QString paneID = EventEnvelope{event, data}.paneID().value_or(QString());
     const bool perPane = event.contains(u'.');
     const QString type = perPane ? event : lifecycleType(event);
     std::lock_guard lock(m_mutex);
@@ -282,23 +264,23 @@ void FakeHerdrServer::publish(const QString& event, const JSONValue& data)
             m_history.pop_front();
     }
     for (const auto& s : m_subscribers) {
-        if (!s->alive || !s->takes(type, perPane ? paneID : QString()))
-            continue;
-        if (!writeAll(s->fd, line)) {
-            s->alive = false;
-            ::shutdown(s->fd, SHUT_RDWR);
-        }
+        if (s->takes(type, perPane ? paneID : QString()))
+            sendTo(*s, line);
     }
 }
 
 void FakeHerdrServer::publishRaw(const QByteArray& line)
 {
     std::lock_guard lock(m_mutex);
-    for (const auto& s : m_subscribers) {
-        if (s->alive && !writeAll(s->fd, line.endsWith('\n') ? line : line + '\n')) {
-            s->alive = false;
-            ::shutdown(s->fd, SHUT_RDWR);
-        }
+    for (const auto& s : m_subscribers)
+        sendTo(*s, line.endsWith('\n') ? line : line + '\n');
+}
+
+void FakeHerdrServer::sendTo(Subscriber& subscriber, const QByteArray& line)
+{
+    if (subscriber.alive && !writeAll(subscriber.fd, line)) {
+        subscriber.alive = false;
+        ::shutdown(subscriber.fd, SHUT_RDWR);
     }
 }
 
@@ -364,68 +346,45 @@ void FakeHerdrServer::serve(int fd)
     }
     FakeRequest request;
     request.line = buffer.left(buffer.indexOf('\n'));
-    const auto parsed = JSONValue::parse(request.line);
-    bool valid = parsed.has_value() && parsed->objectValue();
-    if (valid) {
-        const JSONValue* id = parsed->member(u"id");
-        const JSONValue* method = parsed->member(u"method");
-        const JSONValue* params = parsed->member(u"params");
-        valid = id && id->stringValue() && method && method->stringValue() &&
-                (!params || params->objectValue());
-        if (valid) {
-            request.id = *id->stringValue();
-            request.method = *method->stringValue();
-            request.params = params ? *params : JSONValue(JSONValue::Object{});
-        }
-    }
+    const JSONValue parsed = JSONValue::parse(request.line).value_or(JSONValue());
+    RecordReader r(parsed);
+    request.id = r.required<QString>(u"id");
+    request.method = r.required<QString>(u"method");
+    request.params = r.optional<JSONValue>(u"params").value_or(JSONValue(JSONValue::Object{}));
+    const bool valid = !r.failed() && request.params.objectValue();
     Handler handler;
     {
         std::lock_guard lock(m_mutex);
         m_requests.push_back(request);
-        if (valid) {
-            if (auto it = m_handlers.find(request.method); it != m_handlers.end())
-                handler = it->second;
-            else
-                handler = m_fallback;
-        }
+        if (auto it = m_handlers.find(request.method); valid && it != m_handlers.end())
+            handler = it->second;
     }
     m_changed.notify_all();
 
+    // herdr answers what it cannot parse, an unknown method among it, with an empty id.
     if (!valid) {
         writeAll(fd, errorLine(QString(), u"invalid_request"_s,
                                u"invalid request: expected an object with string id and method"_s));
-        finish();
-        return;
-    }
-    if (request.method == u"events.subscribe" && !handler) {
+    } else if (request.method == u"events.subscribe" && !handler) {
         serveSubscribe(fd, request);
-        finish();
-        return;
-    }
-    std::optional<FakeReply> reply;
-    if (handler)
-        reply = handler(request);
-    if (!reply) {
+    } else if (!handler) {
         writeAll(fd, errorLine(QString(), u"invalid_request"_s,
                                u"invalid request: unknown variant `%1`"_s.arg(request.method)));
-        finish();
-        return;
-    }
-    switch (reply->kind) {
-    case FakeReply::Kind::result:
-        writeAll(fd, JSONValue::object({{u"id"_s, request.id}, {u"result"_s, reply->value}})
-                             .serialized() + '\n');
-        break;
-    case FakeReply::Kind::error:
-        writeAll(fd, errorLine(request.id, reply->code, reply->message));
-        break;
-    case FakeReply::Kind::raw: writeAll(fd, reply->bytes); break;
-    case FakeReply::Kind::silent: {
-        std::unique_lock lock(m_mutex);
-        m_changed.wait(lock, [&] { return m_stopping; });
-        break;
-    }
-    case FakeReply::Kind::closeWithoutReply: break;
+    } else {
+        const FakeReply reply = handler(request);
+        switch (reply.kind) {
+        case FakeReply::Kind::result:
+            writeAll(fd, replyLine(request.id, u"result"_s, reply.value));
+            break;
+        case FakeReply::Kind::error: writeAll(fd, errorLine(request.id, reply.code, reply.message)); break;
+        case FakeReply::Kind::raw: writeAll(fd, reply.bytes); break;
+        case FakeReply::Kind::silent: {
+            std::unique_lock lock(m_mutex);
+            m_changed.wait(lock, [&] { return m_stopping; });
+            break;
+        }
+        case FakeReply::Kind::closeWithoutReply: break;
+        }
     }
     finish();
 }
@@ -449,28 +408,25 @@ void FakeHerdrServer::serveSubscribe(int fd, const FakeRequest& request)
     }
     for (std::size_t i = 0; i < list->arrayValue()->size(); ++i) {
         const JSONValue& entry = (*list->arrayValue())[i];
-        const auto type = entry.member(u"type") ? entry.member(u"type")->stringValue() : std::nullopt;
-        const auto pane = entry.member(u"pane_id") ? entry.member(u"pane_id")->stringValue()
-                                                   : std::nullopt;
-        if (!type || !knownType.match(*type).hasMatch() || (isPerPaneType(*type) && !pane)) {
+        RecordReader r(entry);
+        const auto type = r.required<QString>(u"type");
+        const auto pane = r.optional<QString>(u"pane_id");
+        if (r.failed() || !knownType.match(type).hasMatch() || (isPerPaneType(type) && !pane)) {
             writeAll(fd, errorLine(QString(), u"invalid_request"_s,
                                    u"invalid request: bad subscription %1"_s.arg(entry.description())));
             return;
         }
-        if (isPerPaneType(*type) && paneExists && !paneExists(*pane)) {
+        if (isPerPaneType(type) && paneExists && !paneExists(*pane)) {
             writeAll(fd, errorLine(u"%1:sub:%2:probe"_s.arg(request.id).arg(i), u"pane_not_found"_s,
                                    u"pane %1 not found"_s.arg(*pane)));
             return;
         }
-        subscriber->subscriptions.emplace_back(*type, pane.value_or(QString()));
+        subscriber->subscriptions.emplace_back(type, pane.value_or(QString()));
     }
     {
         std::lock_guard lock(m_mutex);
-        const QByteArray ack =
-            JSONValue::object({{u"id"_s, request.id},
-                               {u"result"_s, JSONValue::object({{u"type"_s, u"subscription_started"_s}})}})
-                .serialized() + '\n';
-        bool ok = writeAll(fd, ack);
+        bool ok = writeAll(fd, replyLine(request.id, u"result"_s,
+                                         JSONValue::object({{u"type"_s, u"subscription_started"_s}})));
         for (const auto& [type, line] : m_history) {
             if (ok && subscriber->takes(type, QString()))
                 ok = writeAll(fd, line);
@@ -482,12 +438,8 @@ void FakeHerdrServer::serveSubscribe(int fd, const FakeRequest& request)
     m_changed.notify_all();
     // Hold the stream until the client goes or the server stops; what the client sends is ignored.
     char sink[1024];
-    for (;;) {
-        const ssize_t n = ::recv(fd, sink, sizeof sink, 0);
-        if (n > 0 || (n < 0 && errno == EINTR))
-            continue;
-        break;
-    }
+    for (ssize_t n = 1; n > 0 || (n < 0 && errno == EINTR);)
+        n = ::recv(fd, sink, sizeof sink, 0);
     {
         std::lock_guard lock(m_mutex);
         subscriber->alive = false;

@@ -64,15 +64,12 @@ public:
     bool start();
     // Closes the socket, ends every connection and event stream, and removes the socket file.
     void stop();
-    bool isRunning() const;
     QString socketPath() const { return m_socketPath; }
     QString lastError() const { return m_lastError; }
 
     // Answers `method` with `handler`, in place of any earlier one. Methods without a handler are
     // answered as herdr answers an unknown method.
     void setHandler(const QString& method, Handler handler);
-    // Called for methods without a handler of their own (before the unknown-method answer).
-    void setFallbackHandler(Handler handler);
 
     std::vector<FakeRequest> requests() const;
     std::vector<QByteArray> requestLines() const;
@@ -85,21 +82,23 @@ public:
     // Writes a line to every subscriber as it is, whatever it subscribed to.
     void publishRaw(const QByteArray& line);
     std::size_t subscriberCount() const;
-    // Waits until at least `count` subscribers are connected, or the deadline passes.
+    // Each waits until the count is at least (at most) `count`, or the deadline passes.
     bool waitForSubscribers(std::size_t count, std::chrono::milliseconds timeout) const;
-    // Waits until at most `count` subscribers are connected, or the deadline passes.
     bool waitForSubscribersAtMost(std::size_t count, std::chrono::milliseconds timeout) const;
-    // Waits until at least `count` requests were logged, or the deadline passes.
     bool waitForRequests(std::size_t count, std::chrono::milliseconds timeout) const;
     // Existence check for per-pane subscriptions; unknown panes reject the subscribe as herdr does.
     void setPaneExists(std::function<bool(const QString&)> paneExists);
 
 private:
     struct Subscriber;
+    std::size_t liveSubscribers() const; // with the mutex held
+    bool waitFor(const std::function<bool()>& condition, std::chrono::milliseconds timeout) const;
     void acceptLoop();
     void serve(int fd);
     void serveSubscribe(int fd, const FakeRequest& request);
     bool writeAll(int fd, const QByteArray& bytes);
+    // Writes to a live subscriber, with the mutex held; a failed write ends its stream.
+    void sendTo(Subscriber& subscriber, const QByteArray& line);
 
     QString m_socketPath;
     QString m_temporaryDirectory;
@@ -112,7 +111,6 @@ private:
     mutable std::condition_variable m_changed;
     bool m_stopping = false;
     std::map<QString, Handler> m_handlers;
-    Handler m_fallback;
     std::function<bool(const QString&)> m_paneExists;
     std::vector<FakeRequest> m_requests;
     std::vector<std::shared_ptr<Subscriber>> m_subscribers;

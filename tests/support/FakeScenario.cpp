@@ -44,6 +44,17 @@ QString memberString(const JSONValue& object, QStringView key)
     return m && m->stringValue() ? *m->stringValue() : QString();
 }
 
+// The members of `object` named in `keys` that it has.
+JSONValue::Object picked(const JSONValue& object, std::initializer_list<const char16_t*> keys)
+{
+    JSONValue::Object result;
+    for (const auto* key : keys) {
+        if (const JSONValue* v = object.member(QStringView(key)))
+            result.emplace(QString::fromUtf16(key), *v);
+    }
+    return result;
+}
+
 // Fills the keys herdr always sends, so that short scenario files still decode as panes.
 JSONValue completePane(JSONValue pane)
 {
@@ -94,6 +105,28 @@ std::expected<FakeReaction, QString> reactionFromJSON(const JSONValue& entry)
     return reaction;
 }
 
+// True for a key herdr's `pane.send_keys` accepts.
+bool isValidKey(const QString& key)
+{
+    static const QRegularExpression named(
+        u"^(enter|return|esc|escape|tab|space|backspace|bs|left|right|up|down|f([1-9][0-9]?|1[0-9][0-9]|2[0-4][0-9]|25[0-5])|minus|comma|period|slash|backslash|quote|double_quote|double-quote|semicolon|colon|percent|ampersand|backtick|plus)$"_s,
+        QRegularExpression::CaseInsensitiveOption);
+    static const QRegularExpression modifier(
+        u"^(ctrl|control|shift|alt|option|meta|cmd|command|super|hyper)$"_s,
+        QRegularExpression::CaseInsensitiveOption);
+    if (key == u"+" || (key.size() == 3 && key.startsWith(u"C-", Qt::CaseInsensitive)))
+        return true;
+    const QStringList parts = key.split(u'+');
+    for (qsizetype i = 0; i + 1 < parts.size(); ++i) {
+        if (!modifier.match(parts[i].trimmed()).hasMatch())
+            return false;
+    }
+    // The last part is a named key or one user-perceived character.
+    const QString last = parts.back().trimmed();
+    return named.match(last).hasMatch() || last.size() == 1
+           || (last.size() == 2 && last[0].isHighSurrogate());
+}
+
 FakeReply paneNotFound(const QString& id)
 {
     return FakeReply::error(u"pane_not_found"_s, u"pane %1 not found"_s.arg(id));
@@ -115,8 +148,6 @@ FakeScenario& FakeScenario::operator=(const FakeScenario& other)
     m_workspaces = other.m_workspaces;
     m_tabs = other.m_tabs;
     m_panes = other.m_panes;
-    m_replayEvents = other.m_replayEvents;
-    m_nextTab = other.m_nextTab;
     return *this;
 }
 
@@ -138,12 +169,8 @@ std::expected<FakeScenario, QString> FakeScenario::fromJSON(const JSONValue& sce
     if (!scenario.objectValue())
         return std::unexpected(u"A scenario must be a JSON object"_s);
     FakeScenario result;
-    JSONValue::Object header;
-    for (const auto* key : {u"version", u"protocol", u"focused_workspace_id", u"focused_tab_id",
-                            u"focused_pane_id"}) {
-        if (const JSONValue* v = scenario.member(QStringView(key)))
-            header.emplace(QString::fromUtf16(key), *v);
-    }
+    JSONValue::Object header = picked(scenario, {u"version", u"protocol", u"focused_workspace_id",
+                                                 u"focused_tab_id", u"focused_pane_id"});
     header.try_emplace(u"version"_s, u"0.8.0"_s);
     header.try_emplace(u"protocol"_s, 19);
     result.m_header = JSONValue(std::move(header));
@@ -156,29 +183,23 @@ std::expected<FakeScenario, QString> FakeScenario::fromJSON(const JSONValue& sce
     };
     result.m_workspaces = list(u"workspaces");
     result.m_tabs = list(u"tabs");
-    result.m_replayEvents = list(u"replay_events");
     for (const JSONValue& entry : list(u"panes")) {
         if (memberString(entry, u"pane_id").isEmpty())
             return std::unexpected(u"Every pane needs a pane_id: %1"_s.arg(entry.description()));
         Pane pane;
         JSONValue::Object record = *entry.objectValue();
-        if (const JSONValue* screen = entry.member(u"screen"))
-            pane.screen = screenFromJSON(*screen);
+        const JSONValue* screen = entry.member(u"screen");
+        JSONValue::Object texts = screen && screen->objectValue() ? *screen->objectValue() : JSONValue::Object{};
         if (const JSONValue* files = entry.member(u"screen_files"); files && files->objectValue()) {
             for (const auto& [name, value] : *files->objectValue()) {
-                const QString path = QDir(baseDirectory).filePath(value.stringValue().value_or(QString()));
-                QFile file(path);
+                QFile file(QDir(baseDirectory).filePath(value.stringValue().value_or(QString())));
                 if (!file.open(QIODevice::ReadOnly))
-                    return std::unexpected(u"Couldn't read the screen %1: %2"_s.arg(path, file.errorString()));
-                const QString text = QString::fromUtf8(file.readAll());
-                if (name == u"visible")
-                    pane.screen.visible = text;
-                else if (name == u"detection")
-                    pane.screen.detection = text;
-                else if (name == u"recent")
-                    pane.screen.recent = text;
+                    return std::unexpected(
+                        u"Couldn't read the screen %1: %2"_s.arg(file.fileName(), file.errorString()));
+                texts.insert_or_assign(name, QString::fromUtf8(file.readAll()));
             }
         }
+        pane.screen = screenFromJSON(JSONValue(std::move(texts)));
         if (const JSONValue* rules = entry.member(u"after_keys"); rules && rules->arrayValue()) {
             for (const JSONValue& rule : *rules->arrayValue()) {
                 auto reaction = reactionFromJSON(rule);
@@ -216,7 +237,13 @@ void FakeScenario::install(FakeHerdrServer& server)
             {{u"type"_s, u"session_snapshot"_s}, {u"snapshot"_s, snapshotJSON()}}));
     });
     server.setHandler(u"pane.read"_s, [this](const FakeRequest& r) { return read(r.params); });
-    server.setHandler(u"pane.get"_s, [this](const FakeRequest& r) { return paneGet(r.params); });
+    server.setHandler(u"pane.get"_s, [this](const FakeRequest& r) {
+        const QString id = memberString(r.params, u"pane_id");
+        std::lock_guard lock(m_mutex);
+        const Pane* pane = find(id);
+        return pane ? FakeReply::result(JSONValue::object({{u"type"_s, u"pane_info"_s}, {u"pane"_s, pane->record}}))
+                    : paneNotFound(id);
+    });
     server.setHandler(u"pane.focus"_s, [this](const FakeRequest& r) {
         const QString id = memberString(r.params, u"pane_id");
         std::lock_guard lock(m_mutex);
@@ -249,72 +276,20 @@ void FakeScenario::install(FakeHerdrServer& server)
     };
     server.setHandler(u"pane.send_keys"_s, sendHandler);
     server.setHandler(u"pane.send_text"_s, sendHandler);
-    server.setHandler(u"tab.focus"_s, [this](const FakeRequest& r) {
-        const QString id = memberString(r.params, u"tab_id");
-        std::lock_guard lock(m_mutex);
-        for (const auto& tab : m_tabs) {
-            if (memberString(tab, u"tab_id") == id)
-                return FakeReply::result(JSONValue::object({{u"type"_s, u"tab_info"_s}, {u"tab"_s, tab}}));
-        }
-        return FakeReply::error(u"tab_not_found"_s, u"tab %1 not found"_s.arg(id));
-    });
-    server.setHandler(u"workspace.focus"_s, [this](const FakeRequest& r) {
-        const QString id = memberString(r.params, u"workspace_id");
-        std::lock_guard lock(m_mutex);
-        for (const auto& w : m_workspaces) {
-            if (memberString(w, u"workspace_id") == id)
-                return FakeReply::result(
-                    JSONValue::object({{u"type"_s, u"workspace_info"_s}, {u"workspace"_s, w}}));
-        }
-        return FakeReply::error(u"workspace_not_found"_s, u"workspace %1 not found"_s.arg(id));
-    });
-    server.setHandler(u"tab.create"_s, [this](const FakeRequest& r) {
-        std::unique_lock lock(m_mutex);
-        const QString workspace = memberString(m_header, u"focused_workspace_id").isEmpty()
-                                      ? (m_workspaces.empty() ? QString() : memberString(m_workspaces.front(), u"workspace_id"))
-                                      : memberString(m_header, u"focused_workspace_id");
-        if (workspace.isEmpty())
-            return FakeReply::error(u"workspace_not_found"_s, u"no active workspace"_s);
-        const int n = m_nextTab++;
-        const QString tabID = u"%1:t%2"_s.arg(workspace).arg(n);
-        const QString paneID = u"%1:p%2"_s.arg(workspace).arg(n);
-        const JSONValue tab = JSONValue::object(
-            {{u"tab_id"_s, tabID}, {u"workspace_id"_s, workspace},
-             {u"label"_s, memberString(r.params, u"label")}, {u"focused"_s, false},
-             {u"pane_count"_s, 1}, {u"agent_status"_s, u"unknown"_s}});
-        m_tabs.push_back(tab);
-        const JSONValue pane = completePane(JSONValue::object(
-            {{u"pane_id"_s, paneID}, {u"workspace_id"_s, workspace}, {u"tab_id"_s, tabID}}));
-        lock.unlock();
-        addPane(pane);
-        return FakeReply::result(JSONValue::object(
-            {{u"type"_s, u"tab_created"_s}, {u"tab"_s, tab}, {u"root_pane"_s, pane}}));
-    });
-    server.setHandler(u"tab.close"_s, [this](const FakeRequest& r) {
-        const QString id = memberString(r.params, u"tab_id");
-        std::vector<QString> closing;
-        {
+    // herdr answers a focus with the record it focused.
+    auto focus = [this](const std::vector<JSONValue> FakeScenario::*records, const QString& kind) {
+        return [this, records, kind](const FakeRequest& r) {
+            const QString id = memberString(r.params, kind + u"_id"_s);
             std::lock_guard lock(m_mutex);
-            const auto before = m_tabs.size();
-            std::erase_if(m_tabs, [&](const JSONValue& t) { return memberString(t, u"tab_id") == id; });
-            if (before == m_tabs.size())
-                return FakeReply::error(u"tab_not_found"_s, u"tab %1 not found"_s.arg(id));
-            for (const auto& p : m_panes) {
-                if (memberString(p.record, u"tab_id") == id)
-                    closing.push_back(memberString(p.record, u"pane_id"));
+            for (const auto& record : this->*records) {
+                if (memberString(record, kind + u"_id"_s) == id)
+                    return FakeReply::result(JSONValue::object({{u"type"_s, kind + u"_info"_s}, {kind, record}}));
             }
-        }
-        for (const auto& pane : closing)
-            removePane(pane);
-        return FakeReply::ok();
-    });
-    std::vector<JSONValue> replay;
-    {
-        std::lock_guard lock(m_mutex);
-        replay = m_replayEvents;
-    }
-    for (const auto& e : replay)
-        server.publish(memberString(e, u"event"), e.member(u"data") ? *e.member(u"data") : JSONValue());
+            return FakeReply::error(kind + u"_not_found"_s, u"%1 %2 not found"_s.arg(kind, id));
+        };
+    };
+    server.setHandler(u"tab.focus"_s, focus(&FakeScenario::m_tabs, u"tab"_s));
+    server.setHandler(u"workspace.focus"_s, focus(&FakeScenario::m_workspaces, u"workspace"_s));
 }
 
 const FakeScenario::Pane* FakeScenario::find(const QString& paneID) const
@@ -355,13 +330,9 @@ JSONValue FakeScenario::snapshotJSON() const
     for (const auto& p : m_panes) {
         panes.push_back(p.record);
         if (p.record.member(u"agent")) {
-            JSONValue::Object agent;
-            for (const auto* key : {u"terminal_id", u"pane_id", u"tab_id", u"workspace_id", u"agent",
-                                    u"agent_status", u"focused", u"cwd", u"revision", u"title"}) {
-                if (const JSONValue* v = p.record.member(QStringView(key)))
-                    agent.emplace(QString::fromUtf16(key), *v);
-            }
-            agents.push_back(JSONValue(std::move(agent)));
+            agents.push_back(JSONValue(picked(p.record, {u"terminal_id", u"pane_id", u"tab_id", u"workspace_id",
+                                                         u"agent", u"agent_status", u"focused", u"cwd",
+                                                         u"revision", u"title"})));
         }
     }
     snapshot[u"workspaces"_s] = JSONValue(JSONValue::Array(m_workspaces.begin(), m_workspaces.end()));
@@ -409,16 +380,6 @@ FakeReply FakeScenario::read(const JSONValue& params) const
                                         {u"truncated"_s, truncated}})}}));
 }
 
-FakeReply FakeScenario::paneGet(const JSONValue& params) const
-{
-    const QString id = memberString(params, u"pane_id");
-    std::lock_guard lock(m_mutex);
-    const Pane* pane = find(id);
-    if (!pane)
-        return paneNotFound(id);
-    return FakeReply::result(JSONValue::object({{u"type"_s, u"pane_info"_s}, {u"pane"_s, pane->record}}));
-}
-
 void FakeScenario::publish(const QString& event, const JSONValue& data)
 {
     FakeHerdrServer* server = nullptr;
@@ -432,13 +393,8 @@ void FakeScenario::publish(const QString& event, const JSONValue& data)
 
 JSONValue FakeScenario::statusEventData(const JSONValue& record)
 {
-    JSONValue::Object data;
-    for (const auto* key : {u"pane_id", u"workspace_id", u"agent_status", u"agent", u"title",
-                            u"display_agent"}) {
-        if (const JSONValue* v = record.member(QStringView(key)))
-            data.emplace(QString::fromUtf16(key), *v);
-    }
-    return JSONValue(std::move(data));
+    return JSONValue(picked(record, {u"pane_id", u"workspace_id", u"agent_status", u"agent", u"title",
+                                     u"display_agent"}));
 }
 
 void FakeScenario::setPaneStatus(const QString& paneID, AgentStatus status)
@@ -461,30 +417,6 @@ void FakeScenario::setScreen(const QString& paneID, FakeScreen screen)
     std::lock_guard lock(m_mutex);
     if (Pane* pane = find(paneID))
         pane->screen = std::move(screen);
-}
-
-void FakeScenario::setPaneToken(const QString& paneID, const QString& name,
-                                const std::optional<QString>& value)
-{
-    JSONValue record;
-    {
-        std::lock_guard lock(m_mutex);
-        Pane* pane = find(paneID);
-        if (!pane)
-            return;
-        const JSONValue* tokens = pane->record.member(u"tokens");
-        JSONValue::Object map = tokens && tokens->objectValue() ? *tokens->objectValue() : JSONValue::Object{};
-        if (value)
-            map.insert_or_assign(name, *value);
-        else
-            map.erase(name);
-        pane->record = withMember(pane->record, u"tokens"_s, JSONValue(std::move(map)));
-        // A token change is the one thing besides the title that moves herdr's pane revision.
-        pane->record = withMember(pane->record, u"revision"_s,
-                                  pane->record.member(u"revision")->intValue().value_or(0) + 1);
-        record = pane->record;
-    }
-    publish(u"pane_updated"_s, JSONValue::object({{u"type"_s, u"pane_updated"_s}, {u"pane"_s, record}}));
 }
 
 void FakeScenario::addPane(const JSONValue& pane, FakeScreen screen)
@@ -587,36 +519,4 @@ void FakeScenario::react(const FakeRequest& request)
     }
     if (status)
         setPaneStatus(id, *status);
-}
-
-bool FakeScenario::isValidKey(const QString& key)
-{
-    static const QRegularExpression named(
-        u"^(enter|return|esc|escape|tab|space|backspace|bs|left|right|up|down|f([1-9][0-9]?|1[0-9][0-9]|2[0-4][0-9]|25[0-5])|minus|comma|period|slash|backslash|quote|double_quote|double-quote|semicolon|colon|percent|ampersand|backtick|plus)$"_s,
-        QRegularExpression::CaseInsensitiveOption);
-    static const QRegularExpression modifier(
-        u"^(ctrl|control|shift|alt|option|meta|cmd|command|super|hyper)$"_s,
-        QRegularExpression::CaseInsensitiveOption);
-    if (key == u"+")
-        return true;
-    if (key.size() == 3 && (key.startsWith(u"C-") || key.startsWith(u"c-")))
-        return true;
-    const QStringList parts = key.split(u'+');
-    for (qsizetype i = 0; i < parts.size(); ++i) {
-        const QString part = parts[i].trimmed();
-        const bool last = i + 1 == parts.size();
-        if (part.isEmpty())
-            return false;
-        if (!last) {
-            if (!modifier.match(part).hasMatch())
-                return false;
-            continue;
-        }
-        // One user-perceived character, or a named key.
-        if (named.match(part).hasMatch())
-            return true;
-        const bool single = part.size() == 1 || (part.size() == 2 && part[0].isHighSurrogate());
-        return single;
-    }
-    return false;
 }

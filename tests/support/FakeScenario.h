@@ -42,8 +42,7 @@ struct FakeReaction {
 //              "screen":{"visible":"...","detection":"...","recent":"..."},
 //              "screen_files":{"visible":"claude.ansi"},
 //              "after_keys":[{"keys":["1","enter"],"screen":{"visible":"..."},"agent_status":"working"},
-//                            {"text":"hello","screen":{"visible":"..."}}]}],
-//    "replay_events":[{"event":"pane_created","data":{...}}]}
+//                            {"text":"hello","screen":{"visible":"..."}}]}]}
 // Pane records take herdr's keys; missing required ones are filled in. `screen_files` are read
 // relative to the scenario file and win over `screen`. `after_keys` holds the pane's
 // reactions (see FakeReaction), in order.
@@ -57,14 +56,13 @@ public:
     FakeScenario(const FakeScenario& other);
     FakeScenario& operator=(const FakeScenario& other);
 
-    // Answers ping, session.snapshot, pane.read, pane.get, pane.send_text, pane.send_keys, the
-    // focus methods, tab.create and tab.close on `server`, and publishes the replay events.
+    // Answers ping, session.snapshot, pane.read, pane.get, pane.send_text, pane.send_keys and the
+    // focus methods on `server`.
     void install(FakeHerdrServer& server);
 
     // Changes, each told to subscribers of `server` (when installed) as herdr tells them.
     void setPaneStatus(const QString& paneID, AgentStatus status);
     void setScreen(const QString& paneID, FakeScreen screen);
-    void setPaneToken(const QString& paneID, const QString& name, const std::optional<QString>& value);
     void addPane(const JSONValue& pane, FakeScreen screen = {});
     void removePane(const QString& paneID);
     // Adds a rule behind the pane's others.
@@ -74,10 +72,6 @@ public:
 
     JSONValue snapshotJSON() const;
     std::vector<QString> paneIDs() const;
-    bool hasPane(const QString& paneID) const;
-
-    // True for a key herdr's `pane.send_keys` accepts.
-    static bool isValidKey(const QString& key);
 
 private:
     struct Pane {
@@ -88,7 +82,7 @@ private:
     // Fires the first reaction of the pane that matches an accepted send.
     void react(const FakeRequest& request);
     FakeReply read(const JSONValue& params) const;
-    FakeReply paneGet(const JSONValue& params) const;
+    bool hasPane(const QString& paneID) const;
     const Pane* find(const QString& paneID) const;
     Pane* find(const QString& paneID);
     void publish(const QString& event, const JSONValue& data);
@@ -99,7 +93,5 @@ private:
     std::vector<JSONValue> m_workspaces;
     std::vector<JSONValue> m_tabs;
     std::vector<Pane> m_panes;
-    std::vector<JSONValue> m_replayEvents;
     FakeHerdrServer* m_server = nullptr;
-    int m_nextTab = 100;
 };
