@@ -1,14 +1,14 @@
 #pragma once
 
 #include "HerdrClient/Sessions/SSHTunnel.h"
-#include "tests/support/ManualClock.h"
+#include "tests/support/TestSupport.h"
 
 #include <QCoreApplication>
-#include <QEventLoop>
 
-#include <chrono>
 #include <csignal>
-#include <functional>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
 #include <vector>
 
 // Every state a tunnel published, in order.
@@ -35,23 +35,6 @@ struct PublishedStates {
     }
 };
 
-// Runs the event loop until `condition` holds or the deadline passes. With a clock, time on it
-// moves by `step` whenever something sleeps on it, so backoffs and probe pauses pass at once.
-inline bool processEventsUntil(const std::function<bool()>& condition,
-                               std::chrono::milliseconds timeout = std::chrono::seconds(20),
-                               ManualClock* clock = nullptr, Seconds step = Seconds(0.15))
-{
-    const auto deadline = std::chrono::steady_clock::now() + timeout;
-    while (!condition()) {
-        if (std::chrono::steady_clock::now() >= deadline)
-            return false;
-        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents, 10);
-        if (clock && !condition() && clock->pendingSleeps() > 0)
-            clock->advance(step);
-    }
-    return true;
-}
-
 // Lets the waits that a stop or a destruction cut short see it and end.
 inline void settleEvents()
 {
@@ -69,4 +52,20 @@ inline SSHTunnelOptions::ReadinessProbe answeringProbe(bool answer)
     if (answer)
         return [](HerdrEndpoint) -> QCoro::Task<bool> { co_return true; };
     return [](HerdrEndpoint) -> QCoro::Task<bool> { co_return false; };
+}
+
+// A TCP socket on 127.0.0.1:`port`, listening there or connected to it; -1 when that fails.
+inline int loopbackSocket(std::uint16_t port, bool listening)
+{
+    const int fd = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    address.sin_port = htons(port);
+    const auto* at = reinterpret_cast<const sockaddr*>(&address);
+    if (listening ? ::bind(fd, at, sizeof address) == 0 && ::listen(fd, 8) == 0
+                  : ::connect(fd, at, sizeof address) == 0)
+        return fd;
+    ::close(fd);
+    return -1;
 }

@@ -14,19 +14,6 @@ using namespace Qt::StringLiterals;
 using namespace std::chrono_literals;
 
 
-// Runs the event loop until `condition` holds or the deadline passes.
-inline bool processEventsUntil(const std::function<bool()>& condition,
-                        std::chrono::milliseconds timeout = 5s)
-{
-    const auto deadline = std::chrono::steady_clock::now() + timeout;
-    while (!condition()) {
-        if (std::chrono::steady_clock::now() >= deadline)
-            return false;
-        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents, 10);
-    }
-    return true;
-}
-
 struct Cycle {
     StateTransitionResult transitions;
     std::optional<QString> selected;
