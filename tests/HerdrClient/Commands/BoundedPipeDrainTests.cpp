@@ -58,8 +58,8 @@ TEST(BoundedPipeDrainTest, FinishKeepsItsTimeoutWhileAGrandchildHoldsThePipe)
     const auto elapsed = std::chrono::steady_clock::now() - started;
     EXPECT_EQ(captured, "started\n");
     EXPECT_GE(elapsed, std::chrono::milliseconds(300));
-    // timeout + 0.25 s, with room for a busy machine.
-    EXPECT_LT(elapsed, std::chrono::milliseconds(800));
+    // Not the grandchild's 30 seconds; the bound leaves room for a busy machine.
+    EXPECT_LT(elapsed, std::chrono::seconds(5));
 
     const pid_t grandchild = pid_t(pidText.trimmed().toLongLong());
     ASSERT_GT(grandchild, 0);
