@@ -4,9 +4,7 @@
 #include "tests/support/FakeHerdrServer.h"
 #include "tests/support/FakeScenario.h"
 
-#include <QCryptographicHash>
 #include <QFile>
-#include <QFileInfo>
 #include <QStringList>
 
 #include <atomic>
@@ -24,12 +22,10 @@ void requestStop(int)
     stopRequested = true;
 }
 
-QByteArray fingerprint(const QString& path)
+QByteArray contents(const QString& path)
 {
     QFile file(path);
-    if (!file.open(QIODevice::ReadOnly))
-        return {};
-    return QCryptographicHash::hash(file.readAll(), QCryptographicHash::Sha256);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
 }
 
 int usage()
@@ -73,10 +69,10 @@ int main(int argc, char* argv[])
                 scenario->paneIDs().size());
     std::fflush(stdout);
 
-    QByteArray seen = fingerprint(scenarioPath);
+    QByteArray seen = contents(scenarioPath);
     while (!stopRequested) {
         std::this_thread::sleep_for(std::chrono::milliseconds(100));
-        const QByteArray now = fingerprint(scenarioPath);
+        const QByteArray now = contents(scenarioPath);
         if (now.isEmpty() || now == seen)
             continue;
         seen = now;
