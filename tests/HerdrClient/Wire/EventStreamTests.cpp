@@ -194,7 +194,8 @@ TEST_F(EventStreamTest, AConnectionThatGotAsFarAsSubscribingResetsTheBackoff)
     auto stream = open(server.socketPath());
     for (std::size_t n = 1; n <= 3; ++n) {
         ASSERT_TRUE(clock.waitForSleepRequests(n, 5s));
-        clock.advance(1s);
+        if (n < 3)
+            clock.advance(1s);
     }
     EXPECT_EQ(clock.requestedSleeps(), (std::vector<double>{0.25, 0.25, 0.25}));
     EXPECT_GE(server.requestsFor(u"events.subscribe"_s).size(), 3u);
