@@ -32,7 +32,7 @@ QString HerdrError::errorDescription() const
     case Kind::noResponse: return u"herdr closed the connection without answering %1"_s.arg(method);
     case Kind::malformedResponse: break;
     }
-    return u"herdr's answer to %1 was not understood"_s.arg(method);
+    return u"herdr's answer to %1 could not be read: %2"_s.arg(method, message);
 }
 
 QString RequestFailure::errorDescription() const

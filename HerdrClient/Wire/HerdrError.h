@@ -13,7 +13,7 @@ struct HerdrError {
 
     Kind kind = Kind::noResponse;
     QString code;    // api
-    QString message; // api
+    QString message; // api: herdr's words; malformedResponse: what did not decode
     QString method;  // noResponse, malformedResponse
 
     static HerdrError api(QString code, QString message)
@@ -21,9 +21,9 @@ struct HerdrError {
         return {Kind::api, std::move(code), std::move(message), {}};
     }
     static HerdrError noResponse(QString method) { return {Kind::noResponse, {}, {}, std::move(method)}; }
-    static HerdrError malformedResponse(QString method)
+    static HerdrError malformedResponse(QString method, QString whatDidNotDecode)
     {
-        return {Kind::malformedResponse, {}, {}, std::move(method)};
+        return {Kind::malformedResponse, {}, std::move(whatDidNotDecode), std::move(method)};
     }
 
     QString errorDescription() const;
