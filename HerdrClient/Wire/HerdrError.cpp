@@ -35,6 +35,13 @@ QString HerdrError::errorDescription() const
     return u"herdr's answer to %1 could not be read: %2"_s.arg(method, message);
 }
 
+bool RequestFailure::isUnreachable() const
+{
+    const SocketError* socket = socketError();
+    return socket
+           && (socket->kind == SocketError::Kind::connectFailed || socket->kind == SocketError::Kind::timedOut);
+}
+
 QString RequestFailure::errorDescription() const
 {
     return std::visit([](const auto& e) { return e.errorDescription(); }, error);

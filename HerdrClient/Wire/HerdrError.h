@@ -41,6 +41,9 @@ struct RequestFailure {
     const SocketError* socketError() const { return std::get_if<SocketError>(&error); }
     const HerdrError* herdrError() const { return std::get_if<HerdrError>(&error); }
     const JSONParseError* parseError() const { return std::get_if<JSONParseError>(&error); }
+    // Nothing was heard from herdr: no socket, a refused connection, or no answer in time. Any
+    // other failure is herdr (or whatever listens there) answering, and has words of its own.
+    bool isUnreachable() const;
 
     QString errorDescription() const;
     bool operator==(const RequestFailure&) const = default;
