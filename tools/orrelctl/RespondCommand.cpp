@@ -155,7 +155,7 @@ QCoro::Task<int> runRespond(CommandContext context)
     if (!paneReply) {
         if (const auto* herdr = paneReply.error().herdrError(); herdr && herdr->kind == HerdrError::Kind::api)
             co_return context.fail(herdr->errorDescription() + u". Nothing was sent."_s);
-        co_return failUnreachable(context, *client, paneReply.error());
+        co_return failRequest(context, *client, paneReply.error());
     }
     const JSONValue* paneRecord = paneReply->member(u"pane");
     const auto pane = paneRecord ? PaneInfo::decode(*paneRecord)
