@@ -220,7 +220,7 @@ TEST(OpenCodeNative, AStaleRequestIsRefusedAndNothingIsSent)
         ASSERT_FALSE(outcome);
         EXPECT_TRUE(outcome.error().isStale());
         EXPECT_EQ(outcome.error().refusalSentence(),
-                  u"The interaction changed before the response was sent. Nothing was sent."_s);
+                  u"This interaction changed before the response was sent. Nothing was sent."_s);
         EXPECT_TRUE(fixture.posts().empty());
     }
 }
