@@ -17,18 +17,23 @@ bool requestSurelyNotDelivered(const RequestFailure& failure)
 
 } // namespace
 
+const AgentServerFailure* InteractionResponseFailure::serverReplyFailure() const
+{
+    const auto* server = std::get_if<std::shared_ptr<const AgentServerFailure>>(&error);
+    return server ? server->get() : nullptr;
+}
+
 QString InteractionResponseFailure::errorDescription() const
 {
     if (const auto* planning = planningError())
         return ::errorDescription(*planning).value_or(toString(*planning));
-    return std::visit(
-        [](const auto& e) -> QString {
-            if constexpr (std::is_same_v<std::decay_t<decltype(e)>, InteractionPlanningError>)
-                return {};
-            else
-                return e.errorDescription();
-        },
-        error);
+    if (const auto* read = readFailure())
+        return read->errorDescription();
+    if (const auto* responder = responderError())
+        return responder->errorDescription();
+    if (const auto* send = sendFailure())
+        return send->errorDescription();
+    return serverReplyFailure()->errorDescription();
 }
 
 QString InteractionResponseFailure::refusalSentence() const
@@ -45,10 +50,10 @@ QString InteractionResponseFailure::refusalSentence() const
         const QString cause = read->errorDescription() + (read->requestFailure() ? u"."_s : QString());
         return cause + u' ' + nothingMore;
     }
-    if (const OpenCodeNativeFailure* reply = nativeReplyFailure()) {
+    if (const AgentServerFailure* reply = serverReplyFailure()) {
         if (!reply->replySurelyNotTaken())
-            return u"%1 opencode did not confirm the reply, so it may have been taken. Nothing more was sent."_s.arg(
-                reply->errorDescription());
+            return u"%1 %2 did not confirm the reply, so it may have been taken. Nothing more was sent."_s.arg(
+                reply->errorDescription(), reply->agentName());
         return reply->errorDescription() + u' ' + nothingMore;
     }
     const ActionFailure& send = *sendFailure();
@@ -72,7 +77,7 @@ QString InteractionResponseFailure::reason() const
         return toString(responder->kind);
     if (const auto* send = sendFailure())
         return send->isKeysRejected() ? u"keysRejected"_s : u"sendFailed"_s;
-    if (nativeReplyFailure())
+    if (serverReplyFailure())
         return u"replyFailed"_s;
     return u"unreadable"_s;
 }
