@@ -15,7 +15,7 @@ struct PaneCaptureError {
         unreadablePane,
         invalidBundle,
         fixtureAlreadyExists,
-        // herdr could not be asked at all; the request's own failure says why.
+        // A request to herdr failed, or its answer could not be read; the failure says which.
         requestFailed,
         // The file system refused a read or a write of ours.
         fileFailed,

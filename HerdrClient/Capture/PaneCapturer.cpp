@@ -22,8 +22,8 @@ QCoro::Task<std::expected<PaneMoment, PaneCaptureError>> findPane(RequestSending
         co_return std::unexpected(PaneCaptureError::requestFailed(result.error()));
     const auto snapshot = Snapshot::fromResult(*result);
     if (!snapshot)
-        co_return std::unexpected(PaneCaptureError::requestFailed(
-            HerdrError::malformedResponse(u"session.snapshot"_s)));
+        co_return std::unexpected(PaneCaptureError::requestFailed(HerdrError::malformedResponse(
+            u"session.snapshot"_s, snapshot.error().errorDescription())));
     for (const auto& pane : snapshot->uniquePanes()) {
         if (pane.paneID == paneID)
             co_return PaneMoment{pane, snapshot->version, snapshot->protocol};

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "HerdrClient/OpenCode/OpenCodeNativeFailure.h"
+#include "HerdrClient/Interaction/AgentServerFailure.h"
 #include "HerdrClient/Interaction/PendingInteraction.h"
 #include "HerdrClient/Support/Lifetime.h"
 #include "HerdrClient/Wire/HerdrError.h"
@@ -8,7 +8,9 @@
 #include <QCoroTask>
 #include <QString>
 
+#include <concepts>
 #include <expected>
+#include <memory>
 #include <optional>
 #include <variant>
 
@@ -29,24 +31,25 @@ struct InteractionProviderError {
 };
 
 // Why a prompt could not be read: the screen reader's own failure, a failed herdr request passed
-// on as it came, or what an opencode server answered (or did not). Other readers add their own
-// failure types here.
+// on as it came, or what an agent's own server answered (or did not).
 struct InteractionReadFailure {
-    std::variant<InteractionProviderError, RequestFailure, OpenCodeNativeFailure> error;
+    std::variant<InteractionProviderError, RequestFailure, std::shared_ptr<const AgentServerFailure>> error;
 
     InteractionReadFailure(InteractionProviderError e) : error(std::move(e)) {}
     InteractionReadFailure(RequestFailure e) : error(std::move(e)) {}
-    InteractionReadFailure(OpenCodeNativeFailure e) : error(std::move(e)) {}
+    template <std::derived_from<AgentServerFailure> Failure>
+    InteractionReadFailure(Failure e) : error(std::make_shared<const Failure>(std::move(e)))
+    {
+    }
 
     const InteractionProviderError* providerError() const
     {
         return std::get_if<InteractionProviderError>(&error);
     }
     const RequestFailure* requestFailure() const { return std::get_if<RequestFailure>(&error); }
-    const OpenCodeNativeFailure* nativeFailure() const { return std::get_if<OpenCodeNativeFailure>(&error); }
+    const AgentServerFailure* serverFailure() const;
 
     QString errorDescription() const;
-    bool operator==(const InteractionReadFailure&) const = default;
 };
 
 using InteractionReadResult = std::expected<PendingInteraction, InteractionReadFailure>;

@@ -22,7 +22,8 @@ QCoro::Task<PaneTextResult> PaneTextReader::read(PaneReadParams params) const
         co_return std::unexpected(reply.error());
     auto decoded = PaneReadResult::fromResult(*reply);
     if (!decoded)
-        co_return std::unexpected(RequestFailure(HerdrError::malformedResponse(u"pane.read"_s)));
+        co_return std::unexpected(RequestFailure(
+            HerdrError::malformedResponse(u"pane.read"_s, decoded.error().errorDescription())));
     QString text = std::move(decoded->text);
     co_return text;
 }

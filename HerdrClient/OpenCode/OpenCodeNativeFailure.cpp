@@ -16,3 +16,8 @@ QString OpenCodeNativeFailure::reason() const
 {
     return std::visit([](const auto& e) { return toString(e.kind); }, error);
 }
+
+QString OpenCodeNativeFailure::agentName() const
+{
+    return QStringLiteral("opencode");
+}

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "HerdrClient/Interaction/AgentServerFailure.h"
 #include "HerdrClient/OpenCode/OpenCodeNativeProviderError.h"
 #include "HerdrClient/OpenCode/OpenCodeTransportError.h"
 
@@ -8,7 +9,7 @@
 #include <variant>
 
 // Whatever made one native reading or reply fail: opencode's answer, or no answer.
-struct OpenCodeNativeFailure {
+struct OpenCodeNativeFailure final : AgentServerFailure {
     std::variant<OpenCodeNativeProviderError, OpenCodeTransportError> error;
 
     OpenCodeNativeFailure(OpenCodeNativeProviderError e) : error(std::move(e)) {}
@@ -24,12 +25,11 @@ struct OpenCodeNativeFailure {
     {
         return providerError() && providerError()->kind == OpenCodeNativeProviderError::Kind::noPendingPermission;
     }
-    // Whether a reply that failed this way surely did not reach opencode: nothing was delivered,
-    // or the server answered it with a refusal.
-    bool replySurelyNotTaken() const;
+    // Nothing was delivered, or the server answered the reply with a refusal.
+    bool replySurelyNotTaken() const override;
 
-    QString errorDescription() const;
-    // The case name, for tools.
-    QString reason() const;
-    bool operator==(const OpenCodeNativeFailure&) const = default;
+    QString errorDescription() const override;
+    QString reason() const override;
+    QString agentName() const override;
+    bool operator==(const OpenCodeNativeFailure& other) const { return error == other.error; }
 };

@@ -59,7 +59,7 @@ QCoro::Task<bool> InteractionCoordinator::respond(QString paneID, InteractionRes
         co_await refresh(paneID, InteractionRefreshReason::responseSettled);
         if (!self || !record(paneID, generation))
             co_return false;
-        setError(u"This interaction changed before the response was sent. Nothing was sent."_s, paneID);
+        setError(failure.refusalSentence(), paneID);
         co_return false;
     }
     setPhase(PaneInteractionPhase::idle, paneID);

@@ -18,3 +18,5 @@ enum class InteractionPlanningError {
 QString toString(InteractionPlanningError error);
 // Only `terminalDraft` is worded for a person; the others are staleness or programming faults.
 std::optional<QString> errorDescription(InteractionPlanningError error);
+// Why, in one sentence, before a refusal says that nothing was sent.
+QString refusalCause(InteractionPlanningError error);

@@ -7,7 +7,14 @@
 
 #include <optional>
 
-// The responder's own refusals and give-ups. Each sentence ends with what did not happen.
+// What an answer that stopped kept from the pane; a refusal ends by saying so.
+enum class Withheld { sending, selecting, submitting };
+
+// "Nothing was sent." ("Nothing more was sent." once something went out), "Nothing was
+// selected." or "Nothing was submitted.".
+QString withheldSentence(Withheld withheld, bool somethingWentOut);
+
+// The responder's own refusals and give-ups.
 struct InteractionResponderError {
     enum class Kind {
         staleInteraction,
@@ -62,6 +69,9 @@ struct InteractionResponderError {
         return e;
     }
 
+    // Why, in one sentence, before a refusal says what did not happen.
+    QString refusalCause() const;
+    Withheld withheld() const;
     QString errorDescription() const;
     bool operator==(const InteractionResponderError&) const = default;
 };

@@ -8,15 +8,17 @@
 
 #include <QString>
 
+#include <concepts>
+#include <memory>
 #include <variant>
 #include <vector>
 
 // Why an answer did not go out in full: the read, the responder, the planner, herdr, or an
-// opencode server that did not take a native reply; and what had already reached the pane when
-// it stopped (nothing, unless a send or a wait failed midway).
+// agent's own server that did not take a reply; and what had already reached the pane when it
+// stopped (nothing, unless a send or a wait failed midway).
 struct InteractionResponseFailure {
     std::variant<InteractionReadFailure, InteractionResponderError, InteractionPlanningError, ActionFailure,
-                 OpenCodeNativeFailure>
+                 std::shared_ptr<const AgentServerFailure>>
         error;
     std::vector<InteractionResponseOperation> sentOperations;
 
@@ -24,14 +26,17 @@ struct InteractionResponseFailure {
     InteractionResponseFailure(InteractionResponderError e) : error(std::move(e)) {}
     InteractionResponseFailure(InteractionPlanningError e) : error(e) {}
     InteractionResponseFailure(ActionFailure e) : error(std::move(e)) {}
-    // Only for the reply itself; a failed native read is an `InteractionReadFailure`.
-    InteractionResponseFailure(OpenCodeNativeFailure e) : error(std::move(e)) {}
+    // Only for the reply itself; a failed read of the server is an `InteractionReadFailure`.
+    template <std::derived_from<AgentServerFailure> Failure>
+    InteractionResponseFailure(Failure e) : error(std::make_shared<const Failure>(std::move(e)))
+    {
+    }
 
     const InteractionReadFailure* readFailure() const { return std::get_if<InteractionReadFailure>(&error); }
     const InteractionResponderError* responderError() const { return std::get_if<InteractionResponderError>(&error); }
     const InteractionPlanningError* planningError() const { return std::get_if<InteractionPlanningError>(&error); }
     const ActionFailure* sendFailure() const { return std::get_if<ActionFailure>(&error); }
-    const OpenCodeNativeFailure* nativeReplyFailure() const { return std::get_if<OpenCodeNativeFailure>(&error); }
+    const AgentServerFailure* serverReplyFailure() const;
     bool isStale() const
     {
         return responderError() && responderError()->kind == InteractionResponderError::Kind::staleInteraction;
@@ -44,6 +49,4 @@ struct InteractionResponseFailure {
     QString refusalSentence() const;
     // A short machine word for tools: the case name of the failure.
     QString reason() const;
-
-    bool operator==(const InteractionResponseFailure&) const = default;
 };

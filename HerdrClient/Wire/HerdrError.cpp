@@ -32,7 +32,14 @@ QString HerdrError::errorDescription() const
     case Kind::noResponse: return u"herdr closed the connection without answering %1"_s.arg(method);
     case Kind::malformedResponse: break;
     }
-    return u"herdr's answer to %1 was not understood"_s.arg(method);
+    return u"herdr's answer to %1 could not be read: %2"_s.arg(method, message);
+}
+
+bool RequestFailure::isUnreachable() const
+{
+    const SocketError* socket = socketError();
+    return socket
+           && (socket->kind == SocketError::Kind::connectFailed || socket->kind == SocketError::Kind::timedOut);
 }
 
 QString RequestFailure::errorDescription() const

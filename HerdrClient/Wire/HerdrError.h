@@ -13,7 +13,7 @@ struct HerdrError {
 
     Kind kind = Kind::noResponse;
     QString code;    // api
-    QString message; // api
+    QString message; // api: herdr's words; malformedResponse: what did not decode
     QString method;  // noResponse, malformedResponse
 
     static HerdrError api(QString code, QString message)
@@ -21,9 +21,9 @@ struct HerdrError {
         return {Kind::api, std::move(code), std::move(message), {}};
     }
     static HerdrError noResponse(QString method) { return {Kind::noResponse, {}, {}, std::move(method)}; }
-    static HerdrError malformedResponse(QString method)
+    static HerdrError malformedResponse(QString method, QString whatDidNotDecode)
     {
-        return {Kind::malformedResponse, {}, {}, std::move(method)};
+        return {Kind::malformedResponse, {}, std::move(whatDidNotDecode), std::move(method)};
     }
 
     QString errorDescription() const;
@@ -41,6 +41,9 @@ struct RequestFailure {
     const SocketError* socketError() const { return std::get_if<SocketError>(&error); }
     const HerdrError* herdrError() const { return std::get_if<HerdrError>(&error); }
     const JSONParseError* parseError() const { return std::get_if<JSONParseError>(&error); }
+    // Nothing was heard from herdr: no socket, a refused connection, or no answer in time. Any
+    // other failure is herdr (or whatever listens there) answering, and has words of its own.
+    bool isUnreachable() const;
 
     QString errorDescription() const;
     bool operator==(const RequestFailure&) const = default;

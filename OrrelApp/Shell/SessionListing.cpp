@@ -10,9 +10,16 @@ QCoro::Task<int> listSession(RequestSending& client, QString socketPath, QTextSt
 {
     const auto result = co_await client.request(u"session.snapshot"_s, JSONValue(JSONValue::Object{}));
     if (!result) {
-        err << "Couldn't reach herdr — is it running?\n"
-            << "  socket: " << socketPath << "\n"
-            << "  " << result.error().errorDescription() << "\n";
+        const RequestFailure& failure = result.error();
+        // Only a herdr that was never heard from is asked whether it runs; an answer speaks for
+        // itself.
+        if (failure.isUnreachable())
+            err << "Couldn't reach herdr — is it running?\n"
+                << "  socket: " << socketPath << "\n"
+                << "  " << failure.errorDescription() << "\n";
+        else
+            err << failure.errorDescription() << "\n"
+                << "  socket: " << socketPath << "\n";
         err.flush();
         co_return 1;
     }

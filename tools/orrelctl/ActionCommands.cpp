@@ -16,7 +16,7 @@ int failAction(const CommandContext& context, const HerdrClient& client, const A
         return context.fail(refused->errorDescription(),
                             refused->kind == ActionError::Kind::keysRejected ? ExitStatus::failure
                                                                              : ExitStatus::refused);
-    return failUnreachable(context, client, *failure.requestFailure());
+    return failRequest(context, client, *failure.requestFailure());
 }
 
 struct Parsed {

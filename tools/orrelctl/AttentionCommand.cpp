@@ -172,7 +172,7 @@ QCoro::Task<int> runAttention(CommandContext context)
         const auto result =
             co_await client->request(u"session.snapshot"_s, JSONValue(JSONValue::Object{}));
         if (!result)
-            co_return failUnreachable(context, *client, result.error());
+            co_return failRequest(context, *client, result.error());
         const auto snapshot = Snapshot::fromResult(*result);
         if (!snapshot)
             co_return context.fail(u"herdr's snapshot could not be read: %1"_s.arg(

@@ -64,7 +64,7 @@ QCoro::Task<int> runCapture(CommandContext context)
     const auto bundle = co_await capturer.capture(paneID, capturedAt);
     if (!bundle) {
         if (bundle.error().failure)
-            co_return failUnreachable(context, *client, *bundle.error().failure);
+            co_return failRequest(context, *client, *bundle.error().failure);
         co_return failCapture(context, bundle.error());
     }
     const auto path = PaneCaptureWriter::write(*bundle, parser.value(u"out"_s),

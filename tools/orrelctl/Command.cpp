@@ -71,7 +71,7 @@ std::unique_ptr<HerdrClient> clientFromOptions(const QCommandLineParser& parser,
     return std::make_unique<HerdrClient>(socket, requestTimeout, context.environment);
 }
 
-int failUnreachable(const CommandContext& context, const HerdrClient& client,
+int failRequest(const CommandContext& context, const HerdrClient& client,
                     const RequestFailure& failure)
 {
     const QString path = client.socketPath();

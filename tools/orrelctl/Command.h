@@ -65,8 +65,9 @@ void addJSONOption(QCommandLineParser& parser);
 std::unique_ptr<HerdrClient> clientFromOptions(const QCommandLineParser& parser,
                                                const CommandContext& context);
 
-// The sentence for a herdr that cannot be reached, with the socket path.
-int failUnreachable(const CommandContext& context, const HerdrClient& client,
+// One line for a failed request, with the socket path. A socket that takes no connection asks
+// whether herdr runs; every other failure, herdr's own answers first, is told as it happened.
+int failRequest(const CommandContext& context, const HerdrClient& client,
                     const RequestFailure& failure);
 
 // Text that came from an agent goes to a terminal: no control characters get through.

@@ -217,7 +217,7 @@ QCoro::Task<int> runRead(CommandContext context)
     if (!paneReply) {
         if (const auto* herdr = paneReply.error().herdrError(); herdr && herdr->kind == HerdrError::Kind::api)
             co_return context.fail(herdr->errorDescription());
-        co_return failUnreachable(context, *client, paneReply.error());
+        co_return failRequest(context, *client, paneReply.error());
     }
     const auto pane = paneFromReply(*paneReply);
     if (!pane)

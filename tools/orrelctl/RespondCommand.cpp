@@ -155,8 +155,8 @@ QCoro::Task<int> runRespond(CommandContext context)
     const auto paneReply = co_await client->request(u"pane.get"_s, paneParams.asJSONValue());
     if (!paneReply) {
         if (const auto* herdr = paneReply.error().herdrError(); herdr && herdr->kind == HerdrError::Kind::api)
-            co_return context.fail(herdr->errorDescription() + u". Nothing was sent."_s);
-        co_return failUnreachable(context, *client, paneReply.error());
+            co_return printRefusal(context, InteractionReadFailure(paneReply.error()));
+        co_return failRequest(context, *client, paneReply.error());
     }
     const JSONValue* paneRecord = paneReply->member(u"pane");
     const auto pane = paneRecord ? PaneInfo::decode(*paneRecord)

@@ -74,7 +74,8 @@ TEST_F(ScreenTextProviderTest, FailedReads)
         return FakeReply::result(JSONValue::object({{u"type"_s, u"pane_read"_s}}));
     });
     EXPECT_EQ(runTask(recent.recentOutput(u"w1:p1"_s)),
-              RecentOutputResult(std::unexpected(RequestFailure(HerdrError::malformedResponse(u"pane.read"_s)))));
+              RecentOutputResult(std::unexpected(RequestFailure(
+                  HerdrError::malformedResponse(u"pane.read"_s, u"read: required key is missing"_s)))));
 }
 
 TEST_F(ScreenTextProviderTest, ReadsOutliveTheirProviderAndClient)

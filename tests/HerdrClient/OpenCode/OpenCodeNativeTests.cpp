@@ -112,8 +112,8 @@ TEST(OpenCodeNative, ReadWithoutThePaneSessionsRequestIsNoPendingPermission)
     fixture.server.setPermissions(JSONValue::array({permission(u"per_other"_s, u"ses_other"_s)}));
     const auto read = fixture.read();
     ASSERT_FALSE(read);
-    ASSERT_TRUE(read.error().nativeFailure());
-    EXPECT_TRUE(read.error().nativeFailure()->isNoPendingPermission());
+    ASSERT_TRUE(read.error().serverFailure());
+    EXPECT_EQ(read.error().serverFailure()->reason(), u"noPendingPermission"_s);
     EXPECT_EQ(read.error().errorDescription(), u"opencode has no permission request waiting in pane w1:p3."_s);
 }
 
@@ -214,7 +214,7 @@ TEST(OpenCodeNative, AStaleRequestIsRefusedAndNothingIsSent)
         ASSERT_FALSE(outcome);
         EXPECT_TRUE(outcome.error().isStale());
         EXPECT_EQ(outcome.error().refusalSentence(),
-                  u"The interaction changed before the response was sent. Nothing was sent."_s);
+                  u"This interaction changed before the response was sent. Nothing was sent."_s);
         EXPECT_TRUE(fixture.posts().empty());
     }
 }
@@ -265,8 +265,8 @@ TEST(OpenCodeNative, BrokenServersEndInWordsWithNothingSent)
 
         const auto read = fixture.read();
         ASSERT_FALSE(read);
-        ASSERT_TRUE(read.error().nativeFailure());
-        EXPECT_EQ(read.error().nativeFailure()->reason(), c.reason);
+        ASSERT_TRUE(read.error().serverFailure());
+        EXPECT_EQ(read.error().serverFailure()->reason(), c.reason);
         const auto outcome = fixture.respond(seen, InteractionResponseIntent::approve());
         ASSERT_FALSE(outcome);
         EXPECT_EQ(outcome.error().refusalSentence(), c.sentence);
@@ -304,7 +304,7 @@ TEST(OpenCodeNative, AFailedReplySaysWhetherItMayHaveBeenTaken)
         fixture.server.setOverride("POST", "/permission/per_1/reply", reply);
         const auto outcome = fixture.respond(seen, InteractionResponseIntent::deny());
         ASSERT_FALSE(outcome);
-        ASSERT_TRUE(outcome.error().nativeReplyFailure());
+        ASSERT_TRUE(outcome.error().serverReplyFailure());
         EXPECT_EQ(outcome.error().reason(), u"replyFailed"_s);
         EXPECT_EQ(outcome.error().refusalSentence(), sentence);
         // No second try on the older route: only a 404 says the route is unknown.

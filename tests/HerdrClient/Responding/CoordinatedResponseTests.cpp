@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include <tuple>
+
 using namespace Qt::StringLiterals;
 
 namespace {
@@ -133,17 +135,24 @@ TEST(CoordinatedResponseTest, StaleResponseShowsTheFreshPromptAndKeepsTheMessage
 // A refused answer and a failed manual action both keep the prompt and the draft and say why.
 TEST(CoordinatedResponseTest, FailuresLeaveThePromptAndDraftAndSayWhy)
 {
-    const std::pair<std::function<QCoro::Task<bool>(InteractionCoordinator&)>, QString> cases[] = {
-        {[](InteractionCoordinator& c) { return c.respond(p1, InteractionResponseIntent::approve()); },
-         u"There's a draft in the terminal; answer there or clear it. Nothing was sent."_s},
-        {[](InteractionCoordinator& c) { return c.performManualAction(p1, [] { return sendFails(); }); },
-         u"Couldn't confirm that pane w1:p1 is still working. Nothing was sent."_s},
-    };
-    for (const auto& [act, message] : cases) {
+    const auto respond = [](InteractionCoordinator& c) { return c.respond(p1, InteractionResponseIntent::approve()); };
+    // An opencode request answered meanwhile is stale with nothing in its place to show.
+    InteractionResponderError answeredMeanwhile;
+    answeredMeanwhile.expected = prompt(p1, u"Run tests?"_s).fingerprint();
+    const std::tuple<std::function<QCoro::Task<bool>(InteractionCoordinator&)>, InteractionResponseFailure, QString>
+        cases[] = {
+            {respond, InteractionPlanningError::terminalDraft,
+             u"There's a draft in the terminal; answer there or clear it. Nothing was sent."_s},
+            {respond, answeredMeanwhile, staleMessage},
+            {[](InteractionCoordinator& c) { return c.performManualAction(p1, [] { return sendFails(); }); },
+             InteractionPlanningError::terminalDraft,
+             u"Couldn't confirm that pane w1:p1 is still working. Nothing was sent."_s},
+        };
+    for (const auto& [act, failure, message] : cases) {
         CoordinatorHarness h;
         h.showPrompt(p1, prompt(p1, u"Run tests?"_s));
         ASSERT_TRUE(h.coordinator->setDraftText(u"typed"_s, p1));
-        h.responder.outcome = std::unexpected(InteractionResponseFailure(InteractionPlanningError::terminalDraft));
+        h.responder.outcome = std::unexpected(failure);
         EXPECT_FALSE(runTask(act(*h.coordinator)));
         EXPECT_EQ(h.state(p1).error, message);
         EXPECT_EQ(h.state(p1).interaction, prompt(p1, u"Run tests?"_s));

@@ -111,7 +111,7 @@ TEST_F(ResponderTest, RefusesBeforeSendingAnything)
     };
     const Case cases[] = {
         {"prompt changed since it was shown", approval, changed, Intent::approve(),
-         u"The interaction changed before the response was sent. Nothing was sent."_s, u"staleInteraction"_s},
+         u"This interaction changed before the response was sent. Nothing was sent."_s, u"staleInteraction"_s},
         {"approve on a question", question, question, Intent::approve(),
          u"That response is not supported for this interaction. Nothing was sent."_s, u"unsupportedIntent"_s},
         {"anything on an unknown screen", working(), working(), Intent::cancel(),

@@ -78,7 +78,7 @@ TEST_F(ResponderRaceTest, APromptThatChangedAfterThePersonReadItGetsNothing)
         ASSERT_FALSE(outcome);
         EXPECT_TRUE(outcome.error().isStale());
         EXPECT_EQ(outcome.error().refusalSentence(),
-                  u"The interaction changed before the response was sent. Nothing was sent."_s);
+                  u"This interaction changed before the response was sent. Nothing was sent."_s);
         ASSERT_TRUE(outcome.error().responderError()->actual);
         EXPECT_EQ(outcome.error().responderError()->actual->fingerprint(),
                   runTask(provider.interaction(u"w1:p1"_s, u"claude"_s, 4))->fingerprint());

@@ -95,6 +95,23 @@ TEST(CommandLine, UnreachableHerdrIsSaidOnOneLine)
     EXPECT_TRUE(program.err.contains(u"/nonexistent/herdr.sock"_s));
 }
 
+// A herdr that answers is running: what it refused is told, never a herdr out of reach.
+TEST(CommandLine, AnAnsweredErrorIsToldAsHerdrsRefusal)
+{
+    FakeHerdrServer server;
+    ASSERT_TRUE(server.start());
+    server.setHandler(u"session.snapshot"_s, [](const FakeRequest&) {
+        return FakeReply::error(u"internal_error"_s, u"state lock poisoned"_s);
+    });
+    for (const ProcessRun& r : {run(orrelctl, {u"snapshot"_s, u"--socket"_s, server.socketPath()}),
+                                run(orrelSentry, {}, server.socketPath())}) {
+        EXPECT_EQ(r.status, 1);
+        EXPECT_TRUE(r.err.startsWith(u"herdr refused the request (internal_error): state lock poisoned"_s))
+            << r.err.toStdString();
+        EXPECT_FALSE(r.err.contains(u"Couldn't reach"_s));
+    }
+}
+
 TEST(CommandLine, UsageErrorsExitWithTwo)
 {
     for (const QStringList& arguments :
