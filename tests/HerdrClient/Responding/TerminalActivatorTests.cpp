@@ -81,7 +81,11 @@ TEST(TerminalActivator, AutomaticChoosesOnlyWhenTheChoiceIsClear)
               TerminalPresentation::unavailable(
                   TerminalPresentationFailure::ambiguous({u"Alacritty"_s, u"Konsole"_s})));
     EXPECT_TRUE(desktop.activated.empty());
+    desktop.active = 1;
+    EXPECT_EQ(automatic.present(), TerminalPresentation::presented(u"Alacritty"_s));
+    EXPECT_EQ(desktop.activated, std::vector<std::uint32_t>{1});
 
+    desktop.activated.clear();
     // Another window of the frontmost terminal's process counts as frontmost.
     desktop.open.push_back({5, 12, u"konsole-dialog"_s, u"Dialog"_s, {}});
     desktop.active = 5;
