@@ -114,6 +114,17 @@ TEST(PreviewColumns, SplitOnlyAtACornerFarEnoughRight)
     EXPECT_EQ(wideLayout.previewLines, QStringList{u"ok"_s});
 }
 
+TEST(QuestionTitle, SkipsBlankRulesAndTabRows)
+{
+    const QStringList lines = {u"Real title"_s, u"  ──────"_s, u""_s, u"---"_s,
+                               u"□ One  □ Two  ✔ Submit"_s, u"-—-"_s, u"1. Option"_s};
+    EXPECT_EQ(PromptClassifier::questionTitleIndex(lines, 6), 0);
+    EXPECT_EQ(PromptClassifier::questionTitleIndex(lines, 0), std::nullopt);
+    EXPECT_EQ(PromptClassifier::questionTitleIndex({u""_s, u"1. x"_s}, 1), std::nullopt);
+    EXPECT_EQ(PromptClassifier::parseQuestionTitle(u"\n  Which one?  \n\n1. A\n2. B"_s), u"Which one?"_s);
+    EXPECT_EQ(PromptClassifier::parseQuestionTitle(u"1. A\n2. B"_s), std::nullopt);
+}
+
 TEST(LatestInteractionRegion, BeginsAtTheLivePrompt)
 {
     struct Case {
@@ -185,6 +196,13 @@ TEST(InteractionBody, DropsTitleRulesOptionsHintsAndTabs)
     EXPECT_EQ(PromptClassifier::interactionBody(region, u"Do you want to proceed?"_s),
               u"Bash command\nrm -rf build"_s);
     EXPECT_EQ(PromptClassifier::interactionBody(u"Title\n1. A"_s, u"Title"_s), std::nullopt);
+}
+
+TEST(InteractionFooter, KnowsTheFourHints)
+{
+    for (const QString& line : {u"Enter to select"_s, u"↑/↓ To Navigate"_s, u"Esc to cancel"_s, u"esc to interrupt"_s})
+        EXPECT_TRUE(PromptClassifier::isInteractionFooter(line)) << line.toStdString();
+    EXPECT_FALSE(PromptClassifier::isInteractionFooter(u"Press enter"_s));
 }
 
 TEST(ScreenAdapterRegistry, PicksByExactAgentID)
