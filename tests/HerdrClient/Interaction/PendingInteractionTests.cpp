@@ -107,17 +107,6 @@ TEST(PendingInteractionFingerprint, ChangesWithTheQuestion)
     }
 }
 
-TEST(PendingInteractionFingerprint, LengthPrefixesKeepPartsApart)
-{
-    PendingInteraction joined;
-    joined.paneID = u"p"_s;
-    joined.title = u"a|b"_s;
-    PendingInteraction split = joined;
-    split.title = u"a"_s;
-    split.body = u"b"_s;
-    EXPECT_NE(joined.fingerprint(), split.fingerprint());
-}
-
 TEST(PendingInteractionNormalize, CollapsesWhiteSpaceAndColour)
 {
     const std::vector<std::pair<std::optional<QString>, QString>> cases = {

@@ -114,14 +114,6 @@ TEST(PreviewColumns, SplitOnlyAtACornerFarEnoughRight)
     EXPECT_EQ(wideLayout.previewLines, QStringList{u"ok"_s});
 }
 
-TEST(CleanBoxPreview, KeepsOnlyTheInsideOfTheFirstBox)
-{
-    const QStringList lines = {u"noise"_s, u"╭────╮"_s, u"│ one │"_s, u"stray"_s, u"┃ two"_s,
-                               u"│   │"_s, u"╰────╯"_s, u"│ three │"_s};
-    EXPECT_EQ(PromptClassifier::cleanBoxPreview(lines), (QStringList{u"one"_s, u"two"_s}));
-    EXPECT_TRUE(PromptClassifier::cleanBoxPreview({u"│ no top │"_s}).isEmpty());
-}
-
 TEST(QuestionTitle, SkipsBlankRulesAndTabRows)
 {
     const QStringList lines = {u"Real title"_s, u"  ──────"_s, u""_s, u"---"_s,
@@ -197,18 +189,6 @@ TEST(WizardSteps, ReadsTheFirstPlausibleTabRow)
     EXPECT_TRUE(PromptClassifier::parseWizardSteps(u"✔ Submit"_s, std::nullopt).empty());
 }
 
-TEST(HighlightedTab, IsTheTextBehindATrueColourBackground)
-{
-    EXPECT_EQ(PromptClassifier::highlightedTabLabel(
-                  esc(u"←  □ Database \\e[48;2;10;20;30m\\e[1m□ Deploy \\e[0m ✔ Submit"_s)),
-              std::nullopt); // the segment behind the colour holds no letter before the next ESC
-    EXPECT_EQ(PromptClassifier::highlightedTabLabel(
-                  esc(u"← \\e[48;2;1;2;3m › \\e[0m \\e[48;2;10;20;30m☒ Deploy \\e[0m ✔ Submit"_s)),
-              u"Deploy"_s);
-    EXPECT_EQ(PromptClassifier::highlightedTabLabel(esc(u"\\e[48;5;153m □ Deploy \\e[0m"_s)), std::nullopt);
-    EXPECT_EQ(PromptClassifier::highlightedTabLabel(esc(u"\\e[48;2;1;2;3 no end"_s)), std::nullopt);
-}
-
 TEST(InteractionBody, DropsTitleRulesOptionsHintsAndTabs)
 {
     const QString region = u"Bash command\n──────\n  rm -rf build\n\nDo you want to proceed?\n❯ 1. Yes\n"
@@ -223,19 +203,6 @@ TEST(InteractionFooter, KnowsTheFourHints)
     for (const QString& line : {u"Enter to select"_s, u"↑/↓ To Navigate"_s, u"Esc to cancel"_s, u"esc to interrupt"_s})
         EXPECT_TRUE(PromptClassifier::isInteractionFooter(line)) << line.toStdString();
     EXPECT_FALSE(PromptClassifier::isInteractionFooter(u"Press enter"_s));
-}
-
-TEST(ScreenTextCharacters, CountGraphemesNotUnits)
-{
-    EXPECT_EQ(ScreenText::characterCount(u"e\u0301👍x"), 3);
-    EXPECT_EQ(ScreenText::characterCount(u"a🇩🇪"), 2);
-    EXPECT_EQ(ScreenText::characterCount(u"a\u200Cb\uFF76\uFF9E"), 3); // joiners and kana voicing extend
-    EXPECT_EQ(ScreenText::positionOfCharacter(u"e\u0301ab", 1), 2);
-    EXPECT_EQ(ScreenText::positionOfCharacter(u"ab", 5), 2);
-    EXPECT_EQ(ScreenText::characterIndexAt(u"👍x", 2), 1);
-    EXPECT_EQ(ScreenText::normalizedLineEndings(u"a\r\nb\rc\n"_s), u"a\nb\nc\n"_s);
-    EXPECT_TRUE(ScreenText::pattern(u"^\\s*(\\d+)"_s).isValid());
-    EXPECT_FALSE(ScreenText::pattern(u"(unclosed"_s).isValid());
 }
 
 TEST(ScreenAdapterRegistry, PicksByExactAgentID)

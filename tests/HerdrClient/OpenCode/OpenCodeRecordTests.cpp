@@ -56,21 +56,6 @@ TEST(OpenCodePaneDescriptor, NeedsASessionAndKeepsTheModelAsItStands)
     EXPECT_EQ(descriptor->modelID, u" m "_s);
 }
 
-TEST(OpenCodePaneRegistry, ReplaceForgetsPanesWhoseTokensWentAway)
-{
-    const QString url = u"http://127.0.0.1:4096"_s;
-    OpenCodePaneRegistry registry = registryOf({openCodePane(u"a"_s, url, u"s1"_s), openCodePane(u"b"_s, url, u"s2"_s)});
-    EXPECT_EQ(registry.descriptors().size(), 2u);
-
-    PaneInfo plain;
-    plain.paneID = u"a"_s;
-    registry.replace({plain, openCodePane(u"b"_s, url, u"s3"_s), openCodePane(u"c"_s, u"http://10.1.1.1"_s, u"s"_s)});
-    EXPECT_FALSE(registry.descriptor(u"a"_s));
-    EXPECT_FALSE(registry.descriptor(u"c"_s));
-    ASSERT_TRUE(registry.descriptor(u"b"_s));
-    EXPECT_EQ(registry.descriptor(u"b"_s)->sessionID, u"s3"_s);
-}
-
 TEST(OpenCodePermissionRequest, ReadsTheFieldsOfServersOfSeveralAges)
 {
     struct Case {

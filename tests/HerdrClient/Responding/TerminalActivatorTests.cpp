@@ -67,8 +67,8 @@ TEST(TerminalActivator, AutomaticChoosesOnlyWhenTheChoiceIsClear)
     EXPECT_EQ(automatic.present(),
               TerminalPresentation::unavailable(TerminalPresentationFailure::noSupportedTerminalRunning()));
 
-    // Matched by its executable alone, since the class says nothing.
-    desktop.open = {{1, 10, u"x"_s, u"Unknown"_s, u"alacritty"_s},
+    // Matched by its executable alone, since the class says nothing; no process id is known.
+    desktop.open = {{1, 0, u"x"_s, u"Unknown"_s, u"alacritty"_s},
                     {2, 11, u"browser"_s, u"Firefox"_s, u"firefox"_s}};
     EXPECT_EQ(automatic.present(), TerminalPresentation::presented(u"Alacritty"_s));
     EXPECT_EQ(desktop.activated, std::vector<std::uint32_t>{1});
@@ -81,7 +81,11 @@ TEST(TerminalActivator, AutomaticChoosesOnlyWhenTheChoiceIsClear)
               TerminalPresentation::unavailable(
                   TerminalPresentationFailure::ambiguous({u"Alacritty"_s, u"Konsole"_s})));
     EXPECT_TRUE(desktop.activated.empty());
+    desktop.active = 1;
+    EXPECT_EQ(automatic.present(), TerminalPresentation::presented(u"Alacritty"_s));
+    EXPECT_EQ(desktop.activated, std::vector<std::uint32_t>{1});
 
+    desktop.activated.clear();
     // Another window of the frontmost terminal's process counts as frontmost.
     desktop.open.push_back({5, 12, u"konsole-dialog"_s, u"Dialog"_s, {}});
     desktop.active = 5;

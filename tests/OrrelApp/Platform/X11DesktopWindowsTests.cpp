@@ -121,24 +121,6 @@ TEST_F(X11Desktop, ListsWindowsAndRaisesThePreferredTerminal)
     EXPECT_TRUE(processEventsUntil([&] { return desktop.activeWindow() == xterm.windowID; }));
 }
 
-TEST_F(X11Desktop, OfSeveralTerminalsOnlyAFrontmostOneIsChosen)
-{
-    // An xterm that calls itself foot stands in for a second, different terminal.
-    open(u"xterm"_s, {u"-name"_s, u"foot"_s, u"-class"_s, u"foot"_s}, u"foot"_s);
-    const RunningWindow xterm = open(u"xterm"_s, {}, u"XTerm"_s);
-    X11DesktopWindows desktop(display);
-    ASSERT_TRUE(processEventsUntil([&] { return desktop.activeWindow() == xterm.windowID; }));
-    TerminalActivator automatic(TerminalActivator::Automatic{}, desktop);
-    EXPECT_EQ(automatic.present(), TerminalPresentation::presented(u"XTerm"_s));
-
-    // With neither in front the choice is the person's: nothing is brought forward.
-    const RunningWindow note = open(u"xmessage"_s, {u"not a terminal"_s}, u"Xmessage"_s);
-    ASSERT_TRUE(processEventsUntil([&] { return desktop.activeWindow() == note.windowID; }));
-    EXPECT_EQ(automatic.present(), TerminalPresentation::unavailable(
-                                       TerminalPresentationFailure::ambiguous({u"XTerm"_s, u"foot"_s})));
-    EXPECT_EQ(desktop.activeWindow(), note.windowID);
-}
-
 TEST(X11DesktopWithoutServer, FindsNothingAndSaysSo)
 {
     X11DesktopWindows desktop(u":4242"_s);

@@ -2,34 +2,13 @@
 #include "HerdrClient/Wire/JSONValue.h"
 #include "tests/support/FakeHerdrServer.h"
 #include "tests/support/FakeScenario.h"
-
-#include <QProcess>
-#include <QProcessEnvironment>
+#include "tests/tools/orrelctl/ProgramRun.h"
 
 #include <gtest/gtest.h>
 
 using namespace Qt::StringLiterals;
 
 namespace {
-
-struct ProcessRun {
-    int status = -1;
-    QString out;
-    QString err;
-};
-
-ProcessRun run(const QString& program, const QStringList& arguments, const QString& socket = {})
-{
-    QProcess process;
-    auto environment = QProcessEnvironment::systemEnvironment();
-    environment.remove(u"HERDR_SESSION"_s);
-    environment.insert(u"HERDR_SOCKET_PATH"_s, socket.isEmpty() ? u"/nonexistent/herdr.sock"_s : socket);
-    process.setProcessEnvironment(environment);
-    process.start(program, arguments);
-    EXPECT_TRUE(process.waitForFinished(30000)) << program.toStdString();
-    return {process.exitCode(), QString::fromUtf8(process.readAllStandardOutput()),
-            QString::fromUtf8(process.readAllStandardError())};
-}
 
 const QString orrelctl = QStringLiteral(ORRELCTL_PATH);
 const QString orrelSentry = QStringLiteral(ORREL_SENTRY_PATH);
@@ -56,13 +35,13 @@ protected:
 
 TEST_F(CommandLineTest, SnapshotListsThePanesForPeopleAndAsJSONLines)
 {
-    const ProcessRun table = run(orrelctl, {u"snapshot"_s, u"--socket"_s, server.socketPath()});
+    const ProgramRun table = run(orrelctl, {u"snapshot"_s, u"--socket"_s, server.socketPath()});
     EXPECT_EQ(table.status, 0) << table.err.toStdString();
     EXPECT_TRUE(table.out.contains(u"w1:p1"_s) && table.out.contains(u"blocked"_s) &&
                 table.out.contains(u"agents (w1:t1)"_s))
         << table.out.toStdString();
 
-    const ProcessRun json = run(orrelctl, {u"snapshot"_s, u"--json"_s, u"--socket"_s, server.socketPath()});
+    const ProgramRun json = run(orrelctl, {u"snapshot"_s, u"--json"_s, u"--socket"_s, server.socketPath()});
     EXPECT_EQ(json.status, 0);
     const QStringList lines = json.out.split(u'\n', Qt::SkipEmptyParts);
     ASSERT_EQ(lines.size(), 1);
@@ -76,20 +55,20 @@ TEST_F(CommandLineTest, SnapshotListsThePanesForPeopleAndAsJSONLines)
 
 TEST_F(CommandLineTest, TheProgramListsTheSessionAndExits)
 {
-    const ProcessRun listing = run(orrelSentry, {}, server.socketPath());
+    const ProgramRun listing = run(orrelSentry, {}, server.socketPath());
     EXPECT_EQ(listing.status, 0) << listing.err.toStdString();
     EXPECT_TRUE(listing.out.contains(u"Auth refactor"_s)) << listing.out.toStdString();
 }
 
 TEST(CommandLine, UnreachableHerdrIsSaidOnOneLine)
 {
-    const ProcessRun ping = run(orrelctl, {u"ping"_s});
+    const ProgramRun ping = run(orrelctl, {u"ping"_s});
     EXPECT_EQ(ping.status, 1);
     EXPECT_EQ(ping.err.count(u'\n'), 1);
     EXPECT_TRUE(ping.err.startsWith(u"Couldn't reach herdr — is it running?"_s)) << ping.err.toStdString();
     EXPECT_TRUE(ping.err.contains(u"/nonexistent/herdr.sock"_s));
 
-    const ProcessRun program = run(orrelSentry, {});
+    const ProgramRun program = run(orrelSentry, {});
     EXPECT_EQ(program.status, 1);
     EXPECT_TRUE(program.err.contains(u"Couldn't reach herdr — is it running?"_s));
     EXPECT_TRUE(program.err.contains(u"/nonexistent/herdr.sock"_s));
@@ -103,7 +82,7 @@ TEST(CommandLine, AnAnsweredErrorIsToldAsHerdrsRefusal)
     server.setHandler(u"session.snapshot"_s, [](const FakeRequest&) {
         return FakeReply::error(u"internal_error"_s, u"state lock poisoned"_s);
     });
-    for (const ProcessRun& r : {run(orrelctl, {u"snapshot"_s, u"--socket"_s, server.socketPath()}),
+    for (const ProgramRun& r : {run(orrelctl, {u"snapshot"_s, u"--socket"_s, server.socketPath()}),
                                 run(orrelSentry, {}, server.socketPath())}) {
         EXPECT_EQ(r.status, 1);
         EXPECT_TRUE(r.err.startsWith(u"herdr refused the request (internal_error): state lock poisoned"_s))
@@ -117,7 +96,7 @@ TEST(CommandLine, UsageErrorsExitWithTwo)
     for (const QStringList& arguments :
          {QStringList{u"ping"_s, u"--bogus"_s}, QStringList{u"snapshot"_s, u"extra"_s},
           QStringList{u"frobnicate"_s}, QStringList{}, QStringList{u"ping"_s, u"--socket"_s}}) {
-        const ProcessRun r = run(orrelctl, arguments);
+        const ProgramRun r = run(orrelctl, arguments);
         EXPECT_EQ(r.status, 2) << arguments.join(u' ').toStdString();
         EXPECT_FALSE(r.err.isEmpty());
     }
@@ -133,12 +112,12 @@ TEST(CommandLine, BrokenRepliesFailWithOneClearLine)
     });
     server.setHandler(u"ping"_s, [](const FakeRequest&) { return FakeReply::raw(R"({"id":"1","resu)"); });
 
-    const ProcessRun badPane = run(orrelctl, {u"snapshot"_s, u"--socket"_s, server.socketPath()});
+    const ProgramRun badPane = run(orrelctl, {u"snapshot"_s, u"--socket"_s, server.socketPath()});
     EXPECT_EQ(badPane.status, 1);
     EXPECT_EQ(badPane.err.count(u'\n'), 1);
     EXPECT_TRUE(badPane.err.contains(u"terminal_id"_s)) << badPane.err.toStdString();
 
-    const ProcessRun cut = run(orrelctl, {u"ping"_s, u"--socket"_s, server.socketPath()});
+    const ProgramRun cut = run(orrelctl, {u"ping"_s, u"--socket"_s, server.socketPath()});
     EXPECT_EQ(cut.status, 1);
     EXPECT_EQ(cut.err.count(u'\n'), 1) << cut.err.toStdString();
 }

@@ -4,8 +4,8 @@
 #include "tests/HerdrClient/Capture/CaptureTestFiles.h"
 #include "tests/support/FakeHerdrServer.h"
 #include "tests/support/FakeScenario.h"
+#include "tests/tools/orrelctl/ProgramRun.h"
 
-#include <QProcess>
 #include <QTemporaryDir>
 
 #include <gtest/gtest.h>
@@ -16,19 +16,9 @@ namespace {
 
 const QString sources = QStringLiteral(ORREL_SOURCE_DIR "/tests/fixtures/sources/");
 
-struct Outcome {
-    int status = -1;
-    QString out;
-    QString err;
-};
-
-Outcome orrelctl(const QStringList& arguments)
+ProgramRun orrelctl(const QStringList& arguments)
 {
-    QProcess process;
-    process.start(QStringLiteral(ORRELCTL_PATH), arguments);
-    EXPECT_TRUE(process.waitForFinished(30000));
-    return {process.exitCode(), QString::fromUtf8(process.readAllStandardOutput()),
-            QString::fromUtf8(process.readAllStandardError())};
+    return run(QStringLiteral(ORRELCTL_PATH), arguments);
 }
 
 JSONValue onlyLine(const QString& out)
@@ -50,7 +40,7 @@ TEST(ClassifyCommand, ReadsSavedTextAsTheProgramWould)
     const QString detectionText = PromptClassifier::stripAnsi(visibleText);
     writeFile(detection, detectionText.toUtf8());
 
-    const Outcome json = orrelctl({u"classify"_s, u"--agent"_s, u"claude"_s, u"--detection"_s, detection,
+    const ProgramRun json = orrelctl({u"classify"_s, u"--agent"_s, u"claude"_s, u"--detection"_s, detection,
                                    u"--visible"_s, visible, u"--pane"_s, u"w1:p3"_s, u"--json"_s});
     ASSERT_EQ(json.status, 0) << json.err.toStdString();
     const JSONValue reading = onlyLine(json.out);
@@ -61,7 +51,7 @@ TEST(ClassifyCommand, ReadsSavedTextAsTheProgramWould)
     EXPECT_EQ(reading.member(u"fingerprint")->stringValue(), expected.fingerprint().rawValue);
 
     // Without the coloured text no tab is current: a plain question, numbered for people from 1.
-    const Outcome text = orrelctl({u"classify"_s, u"--agent"_s, u"claude"_s, u"--detection"_s, detection});
+    const ProgramRun text = orrelctl({u"classify"_s, u"--agent"_s, u"claude"_s, u"--detection"_s, detection});
     ASSERT_EQ(text.status, 0);
     EXPECT_TRUE(text.out.startsWith(u"kind: question\n"_s)) << text.out.toStdString();
     EXPECT_TRUE(text.out.contains(u"❯ 1. Submit answers\n"_s)) << text.out.toStdString();
@@ -77,7 +67,7 @@ TEST(ClassifyCommand, RefusesBadArgumentsAndFiles)
 
     EXPECT_EQ(orrelctl({u"classify"_s, u"--detection"_s, broken}).status, 2);
     EXPECT_EQ(orrelctl({u"classify"_s, u"--agent"_s, u"claude"_s}).status, 2);
-    const Outcome invalid = orrelctl({u"classify"_s, u"--agent"_s, u"claude"_s, u"--detection"_s, broken});
+    const ProgramRun invalid = orrelctl({u"classify"_s, u"--agent"_s, u"claude"_s, u"--detection"_s, broken});
     EXPECT_EQ(invalid.status, 1);
     EXPECT_TRUE(invalid.err.contains(u"not valid UTF-8"_s)) << invalid.err.toStdString();
     EXPECT_EQ(orrelctl({u"classify"_s, u"--agent"_s, u"claude"_s, u"--detection"_s,
@@ -92,14 +82,14 @@ TEST(ReadCommand, ReadsALivePaneThroughHerdr)
     ASSERT_TRUE(scenario) << scenario.error().toStdString();
     scenario->install(server);
 
-    const Outcome pi = orrelctl({u"read"_s, u"w1:p4"_s, u"--socket"_s, server.socketPath(), u"--json"_s});
+    const ProgramRun pi = orrelctl({u"read"_s, u"w1:p4"_s, u"--socket"_s, server.socketPath(), u"--json"_s});
     ASSERT_EQ(pi.status, 0) << pi.err.toStdString();
     const JSONValue reading = onlyLine(pi.out);
     EXPECT_EQ(reading.member(u"evidence")->member(u"providerID")->stringValue(), u"pi-screen"_s);
     EXPECT_EQ(reading.member(u"evidence")->member(u"paneRevision")->intValue(), 14);
     EXPECT_EQ(reading.member(u"presentation")->member(u"activeStepIndex")->intValue(), 0);
 
-    const Outcome missing = orrelctl({u"read"_s, u"w1:p9"_s, u"--socket"_s, server.socketPath()});
+    const ProgramRun missing = orrelctl({u"read"_s, u"w1:p9"_s, u"--socket"_s, server.socketPath()});
     EXPECT_EQ(missing.status, 1);
     EXPECT_TRUE(missing.err.contains(u"pane w1:p9 not found"_s)) << missing.err.toStdString();
     EXPECT_EQ(orrelctl({u"read"_s, u"--socket"_s, server.socketPath()}).status, 2);

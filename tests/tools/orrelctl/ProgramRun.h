@@ -1,0 +1,30 @@
+#pragma once
+
+#include <QProcess>
+#include <QProcessEnvironment>
+#include <QString>
+#include <QStringList>
+
+#include <gtest/gtest.h>
+
+struct ProgramRun {
+    int status = -1;
+    QString out;
+    QString err;
+};
+
+// Runs `program` to its end, with herdr's socket given by the environment (none reachable when
+// `socket` is empty) rather than by whoever runs the tests.
+inline ProgramRun run(const QString& program, const QStringList& arguments, const QString& socket = {})
+{
+    QProcess process;
+    auto environment = QProcessEnvironment::systemEnvironment();
+    environment.remove(QStringLiteral("HERDR_SESSION"));
+    environment.insert(QStringLiteral("HERDR_SOCKET_PATH"),
+                       socket.isEmpty() ? QStringLiteral("/nonexistent/herdr.sock") : socket);
+    process.setProcessEnvironment(environment);
+    process.start(program, arguments);
+    EXPECT_TRUE(process.waitForFinished(30000)) << program.toStdString();
+    return {process.exitCode(), QString::fromUtf8(process.readAllStandardOutput()),
+            QString::fromUtf8(process.readAllStandardError())};
+}
