@@ -230,7 +230,7 @@ QCoro::Task<bool> SSHTunnel::probe(HerdrEndpoint endpoint)
     m_probeAnswer = false;
     auto call = ringAfterProbe(m_probe, std::move(endpoint), self, ticket);
     co_await m_pause.wait(ticket);
-    co_return self && m_probeAnswer;
+    co_return !self.isNull() && m_probeAnswer;
 }
 
 QCoro::Task<> SSHTunnel::ringAfterProbe(ReadinessProbe probe, HerdrEndpoint endpoint,
