@@ -84,23 +84,6 @@ TEST_F(SessionReactionTest, AnEventCycleReadsPromptsAndSummariesButNoMode)
     EXPECT_EQ(modeReads(), modesRead);
 }
 
-TEST_F(SessionReactionTest, ARejectedSubscriptionKeepsWhatThePollsFound)
-{
-    make().start(&host);
-    ASSERT_TRUE(processEventsUntil([&] { return host.cycles.size() == 1; }));
-    const auto prompt = runtime->interactions().state(u"w1:p1"_s);
-    ASSERT_TRUE(prompt && prompt->interaction);
-    const auto attention = runtime->attention();
-
-    server.setPaneExists([](const QString& pane) { return pane != u"w1:p2"; });
-    runtime->startEventTask(true);
-    ASSERT_TRUE(processEventsUntil([&] { return runtime->error().has_value(); }));
-    EXPECT_EQ(host.cycles.size(), 1u) << "a rejection is no cycle";
-    EXPECT_EQ(runtime->interactions().state(u"w1:p1"_s), prompt);
-    EXPECT_EQ(runtime->attention(), attention);
-    EXPECT_EQ(runtime->store().panes().size(), 3u);
-}
-
 TEST_F(SessionReactionTest, AnOpenCodePaneIsReadFromItsOwnServerAndNeverFromItsScreen)
 {
     FakeOpenCodeServer openCode;

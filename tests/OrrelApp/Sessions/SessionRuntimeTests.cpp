@@ -185,11 +185,19 @@ TEST_F(SessionRuntimeTest, ARejectedSubscriptionIsShownUntilTheNextGoodPoll)
 {
     make().start(&host);
     ASSERT_TRUE(processEventsUntil([&] { return host.cycles.size() == 1; }));
+    const auto prompt = runtime->interactions().state(u"w1:p1"_s);
+    ASSERT_TRUE(prompt && prompt->interaction);
+    const auto attention = runtime->attention();
     server.setPaneExists([](const QString& pane) { return pane != u"w1:p2"; });
     runtime->startEventTask(true);
     ASSERT_TRUE(processEventsUntil([&] { return runtime->error().has_value(); }));
     EXPECT_EQ(runtime->connection(), SessionRuntime::Connection::unavailable);
     EXPECT_EQ(runtime->errorText(), u"herdr rejected the event subscription: pane w1:p2 not found"_s);
+    // A rejection is no cycle, and what the poll found stays.
+    EXPECT_EQ(host.cycles.size(), 1u);
+    EXPECT_EQ(runtime->interactions().state(u"w1:p1"_s), prompt);
+    EXPECT_EQ(runtime->attention(), attention);
+    EXPECT_EQ(runtime->store().panes().size(), 3u);
 
     // A good poll clears it while the stream is still down.
     runTask(runtime->pollOnce());
