@@ -38,6 +38,8 @@ TEST_F(SessionRuntimeTest, APollMergesBuildsTheTreeAndTellsTheHost)
     ASSERT_TRUE(processEventsUntil([&] { return host.cycles.size() == 2; }));
     EXPECT_EQ(host.cycles[1].transitions, StateTransitionResult{});
     EXPECT_EQ(requestCount(u"session.snapshot"_s), 2u);
+    runTask(r.select(std::nullopt), 5s);
+    EXPECT_EQ(r.selectedPaneID(), std::nullopt);
 }
 
 TEST_F(SessionRuntimeTest, AFailingPollSetsTheErrorOnceAndTellsTheHostEachTime)
@@ -292,24 +294,6 @@ TEST_F(SessionRuntimeTest, AHostThatIsGoneIsNotTold)
     // Without a host the runtime polls as for a visible session with the surface closed.
     ASSERT_TRUE(processEventsUntil([&] { return clock.requestedSleeps().size() == 2; }));
     EXPECT_EQ(clock.requestedSleeps().back(), 0.65);
-}
-
-TEST_F(SessionRuntimeTest, ACycleReadsThePromptOfAPaneThatBecameBlocked)
-{
-    SessionRuntime& r = make();
-    r.start(&host);
-    ASSERT_TRUE(processEventsUntil([&] { return host.cycles.size() == 1; }));
-    // The host hears of the cycle only after the prompt was read.
-    const auto state = r.interactions().state(u"w1:p1"_s);
-    ASSERT_TRUE(state && state->interaction);
-    EXPECT_EQ(state->interaction->kind, InteractionKind::approval);
-    EXPECT_FALSE(r.interactions().state(u"w1:p2"_s));
-    EXPECT_EQ(requestCount(u"pane.send_keys"_s), 0u);
-
-    runTask(r.select(u"w1:p1"_s), 5s);
-    EXPECT_EQ(r.selectedPaneID(), u"w1:p1"_s);
-    runTask(r.select(std::nullopt), 5s);
-    EXPECT_EQ(r.selectedPaneID(), std::nullopt);
 }
 
 TEST_F(SessionRuntimeTest, ARuntimeEndedWhileItReadsAPromptLeavesNothingBehind)
