@@ -113,21 +113,6 @@ TEST_F(SessionRuntimeTest, AQuietRemoteSessionOutOfSightPollsEverySevenAndAHalfS
     EXPECT_EQ(r.unreachableMessage(), u"Couldn't reach herdr on build-box — is it running there?"_s);
 }
 
-TEST_F(SessionRuntimeTest, ADottedStatusEventIsACycleOfItsOwn)
-{
-    startWatching();
-    const std::size_t polls = requestCount(u"session.snapshot"_s);
-    scenario.setPaneStatus(u"w2:p1"_s, AgentStatus::blocked);
-    ASSERT_TRUE(processEventsUntil([&] { return host.cycles.size() == 2; }));
-    EXPECT_EQ(host.cycles[1].transitions.newlyBlockedPaneIDs, std::vector<QString>{u"w2:p1"_s});
-    EXPECT_EQ(runtime->blockedRootPaneIDs(), (std::vector<QString>{u"w1:p1"_s, u"w2:p1"_s}));
-
-    scenario.setPaneStatus(u"w1:p2"_s, AgentStatus::done);
-    ASSERT_TRUE(processEventsUntil([&] { return host.cycles.size() == 3; }));
-    EXPECT_EQ(host.cycles[2].transitions.newlyFinishedPaneIDs, std::vector<QString>{u"w1:p2"_s});
-    EXPECT_EQ(requestCount(u"session.snapshot"_s), polls);
-}
-
 TEST_F(SessionRuntimeTest, ANewPaneLeadsToASubscriptionThatIncludesIt)
 {
     startWatching();
