@@ -9,9 +9,6 @@
 
 #include <QFileInfo>
 
-#include <netinet/in.h>
-#include <sys/socket.h>
-#include <unistd.h>
 
 using namespace Qt::StringLiterals;
 using Kind = SSHTunnelState::Kind;
@@ -20,15 +17,10 @@ namespace {
 
 bool acceptsConnections(std::uint16_t port)
 {
-    const int fd = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    address.sin_port = htons(port);
-    const bool connected =
-        ::connect(fd, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0;
-    ::close(fd);
-    return connected;
+    const int fd = loopbackSocket(port, false);
+    if (fd >= 0)
+        ::close(fd);
+    return fd >= 0;
 }
 
 // A fake herdr on a Unix socket, reached through a real sshd on this machine.
@@ -139,13 +131,8 @@ TEST_F(SSHTunnelThroughOpenSSH, RefusedKeysAndUnknownHostsAreWorded)
 
 TEST_F(SSHTunnelThroughOpenSSH, APortTakenByAnotherProgramFailsTheRunAndTriesAgain)
 {
-    const int taken = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    address.sin_port = htons(configuration.localPort);
-    ASSERT_EQ(::bind(taken, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
-    ASSERT_EQ(::listen(taken, 8), 0);
+    const int taken = loopbackSocket(configuration.localPort, true);
+    ASSERT_GE(taken, 0);
 
     startTunnel(sshd.sshWrapper());
     ASSERT_TRUE(processEventsUntil([&] { return published.reached(Kind::connecting, 2); },

@@ -8,9 +8,6 @@
 #include <QFile>
 #include <QTemporaryDir>
 
-#include <netinet/in.h>
-#include <sys/socket.h>
-#include <unistd.h>
 
 using namespace Qt::StringLiterals;
 using Kind = SSHTunnelState::Kind;
@@ -24,25 +21,6 @@ const QString authenticationReason =
     u"~/.ssh/config."_s;
 const QString forwardReason =
     u"SSH connected to box but couldn't forward the herdr socket. Is herdr running there?"_s;
-
-TEST(SSHTunnelArguments, AreTheForwardOnlyCommandLineWordForWord)
-{
-    const QStringList expected = {
-        u"-N"_s,
-        u"-o"_s, u"ControlMaster=no"_s,
-        u"-o"_s, u"ControlPersist=no"_s,
-        u"-o"_s, u"ControlPath=none"_s,
-        u"-o"_s, u"ExitOnForwardFailure=yes"_s,
-        u"-o"_s, u"BatchMode=yes"_s,
-        u"-o"_s, u"PermitLocalCommand=no"_s,
-        u"-o"_s, u"ServerAliveInterval=15"_s,
-        u"-o"_s, u"ServerAliveCountMax=3"_s,
-        u"-o"_s, u"ConnectTimeout=10"_s,
-        u"-L"_s, u"127.0.0.1:41234:/run/herdr.sock"_s,
-        u"box"_s};
-    EXPECT_EQ(boxConfiguration.arguments(), expected);
-    EXPECT_EQ(boxConfiguration.endpoint(), HerdrEndpoint::loopbackTCP(41234));
-}
 
 TEST(SSHTunnelReasons, ExplainTakesTheFirstMatchingRule)
 {
@@ -114,12 +92,8 @@ TEST(SSHTunnelPort, IsAFreeLoopbackPortThatCanBeBound)
     const auto port = SSHTunnel::availableLoopbackPort();
     ASSERT_TRUE(port.has_value()) << port.error().errorDescription().toStdString();
     EXPECT_NE(*port, 0);
-    const int fd = ::socket(AF_INET, SOCK_STREAM, 0);
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    address.sin_port = htons(*port);
-    EXPECT_EQ(::bind(fd, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+    const int fd = loopbackSocket(*port, true);
+    EXPECT_GE(fd, 0);
     ::close(fd);
     EXPECT_EQ(SSHTunnelError::portAllocationFailed(24).errorDescription(),
               u"Couldn't allocate a private loopback port for the SSH tunnel (errno 24)."_s);
@@ -130,13 +104,7 @@ class SSHTunnelSupervision : public ::testing::Test {
 protected:
     QString script(const QString& name, const QByteArray& body)
     {
-        const QString path = m_folder.filePath(name);
-        QFile file(path);
-        EXPECT_TRUE(file.open(QIODevice::WriteOnly));
-        file.write("#!/bin/sh\n" + body + '\n');
-        file.close();
-        file.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
-        return path;
+        return writeScript(m_folder.filePath(name), body);
     }
 
     std::unique_ptr<SSHTunnel> tunnel(std::optional<QString> sshPath, bool probeAnswers,

@@ -9,8 +9,6 @@
 
 #include <gtest/gtest.h>
 
-#include <unordered_set>
-
 using namespace Qt::StringLiterals;
 using namespace std::chrono_literals;
 
@@ -22,16 +20,9 @@ TEST(Subscription, PaneIDIsOnTheWireOnlyWhenPresent)
                                             {u"pane.created"_s, std::nullopt}};
     EXPECT_EQ(Subscription::subscribeParams(list).serialized(),
               R"({"subscriptions":[{"pane_id":"w1:p1","type":"pane.agent_status_changed"},{"type":"pane.created"}]})");
-    for (const auto& s : list)
-        EXPECT_EQ(Subscription::decode(s.asJSONValue()), s);
-    EXPECT_FALSE(Subscription::decode(JSONValue::object({{u"pane_id"_s, u"w1:p1"_s}})));
-
-    // An empty pane id is a different subscription from none at all.
-    const Subscription none{u"pane.created"_s, std::nullopt};
-    const Subscription empty{u"pane.created"_s, QString()};
-    EXPECT_NE(none, empty);
-    const std::unordered_set<Subscription> set = {none, empty, none};
-    EXPECT_EQ(set.size(), 2u);
+    // An empty pane id is still sent: it is not the same as none at all.
+    EXPECT_EQ((Subscription{u"pane.created"_s, QString()}).asJSONValue().serialized(),
+              R"({"pane_id":"","type":"pane.created"})");
 }
 
 // A stream against a fake herdr, with the waits between attempts under the test's control.
@@ -135,15 +126,6 @@ TEST_F(EventStreamTest, StopEndsEveryWaitAtOnce)
     auto retrying = open(directory.filePath(u"absent.sock"_s));
     ASSERT_TRUE(clock.waitForSleepRequests(1, 5s));
     stopsAtOnce(*retrying);
-    EXPECT_TRUE(HerdrClient::socketQueue()->waitForDone(5000));
-}
-
-TEST_F(EventStreamTest, DroppingTheStreamEndsTheLoop)
-{
-    auto stream = open(server.socketPath(), {{u"pane.created"_s, std::nullopt}});
-    ASSERT_TRUE(server.waitForSubscribers(1, 5s));
-    stream.reset();
-    EXPECT_TRUE(server.waitForSubscribersAtMost(0, 5s));
     EXPECT_TRUE(HerdrClient::socketQueue()->waitForDone(5000));
 }
 

@@ -36,12 +36,4 @@ TEST(SocketPath, ResolvesInTheOrderOfItsRules)
         EXPECT_EQ(SocketPath::resolve(c.explicitPath, c.environment), c.expected) << c.expected.toStdString();
 }
 
-TEST(SocketPath, DefaultAndEmptySessionNamesAreTheDefaultSocket)
-{
-    const Environment env{{u"HOME"_s, u"/h"_s}};
-    EXPECT_EQ(SocketPath::forSession(u""_s, env), SocketPath::defaultPath(env));
-    EXPECT_EQ(SocketPath::forSession(u"default"_s, env), SocketPath::defaultPath(env));
-    EXPECT_EQ(SocketPath::forSession(u"ops"_s, env), u"/h/.config/herdr/sessions/ops/herdr.sock"_s);
-}
-
 } // namespace

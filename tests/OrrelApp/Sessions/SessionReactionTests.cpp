@@ -56,7 +56,7 @@ TEST_F(SessionReactionTest, APollRunsEveryReactionBeforeTheHostHears)
     EXPECT_EQ(requestCount(u"pane.send_keys"_s) + requestCount(u"pane.send_text"_s), 0u);
 }
 
-TEST_F(SessionReactionTest, AnEventCycleReadsPromptsAndSummariesButNoMode)
+TEST_F(SessionReactionTest, AStatusEventIsACycleOfItsOwnThatReadsPromptsAndSummariesButNoMode)
 {
     scenario.setScreen(u"w1:p2"_s, FakeScreen{codexWorking, {}, {}});
     make();
@@ -73,32 +73,18 @@ TEST_F(SessionReactionTest, AnEventCycleReadsPromptsAndSummariesButNoMode)
     scenario.setScreen(u"w1:p2"_s, FakeScreen{codexFinished, {}, {}});
     scenario.setPaneStatus(u"w1:p2"_s, AgentStatus::done);
     ASSERT_TRUE(processEventsUntil([&] { return host.cycles.size() == 2; }));
+    EXPECT_EQ(host.cycles[1].transitions.newlyFinishedPaneIDs, std::vector<QString>{u"w1:p2"_s});
     EXPECT_EQ(runtime->interactions().completionSummary(u"w1:p2"_s),
               u"All twelve tests pass and the build is green."_s);
 
     scenario.setScreen(u"w2:p1"_s, FakeScreen{u"Allow the agent to run `rm -rf build`?\n"_s, {}, {}});
     scenario.setPaneStatus(u"w2:p1"_s, AgentStatus::blocked);
     ASSERT_TRUE(processEventsUntil([&] { return host.cycles.size() == 3; }));
+    EXPECT_EQ(host.cycles[2].transitions.newlyBlockedPaneIDs, std::vector<QString>{u"w2:p1"_s});
+    EXPECT_EQ(runtime->blockedRootPaneIDs(), (std::vector<QString>{u"w1:p1"_s, u"w2:p1"_s}));
     EXPECT_TRUE(runtime->interactions().state(u"w2:p1"_s)) << "a newly blocked pane is read";
     EXPECT_EQ(requestCount(u"session.snapshot"_s), polls) << "the events alone ran the cycles";
     EXPECT_EQ(modeReads(), modesRead);
-}
-
-TEST_F(SessionReactionTest, ARejectedSubscriptionKeepsWhatThePollsFound)
-{
-    make().start(&host);
-    ASSERT_TRUE(processEventsUntil([&] { return host.cycles.size() == 1; }));
-    const auto prompt = runtime->interactions().state(u"w1:p1"_s);
-    ASSERT_TRUE(prompt && prompt->interaction);
-    const auto attention = runtime->attention();
-
-    server.setPaneExists([](const QString& pane) { return pane != u"w1:p2"; });
-    runtime->startEventTask(true);
-    ASSERT_TRUE(processEventsUntil([&] { return runtime->error().has_value(); }));
-    EXPECT_EQ(host.cycles.size(), 1u) << "a rejection is no cycle";
-    EXPECT_EQ(runtime->interactions().state(u"w1:p1"_s), prompt);
-    EXPECT_EQ(runtime->attention(), attention);
-    EXPECT_EQ(runtime->store().panes().size(), 3u);
 }
 
 TEST_F(SessionReactionTest, AnOpenCodePaneIsReadFromItsOwnServerAndNeverFromItsScreen)

@@ -38,6 +38,8 @@ TEST_F(SessionRuntimeTest, APollMergesBuildsTheTreeAndTellsTheHost)
     ASSERT_TRUE(processEventsUntil([&] { return host.cycles.size() == 2; }));
     EXPECT_EQ(host.cycles[1].transitions, StateTransitionResult{});
     EXPECT_EQ(requestCount(u"session.snapshot"_s), 2u);
+    runTask(r.select(std::nullopt), 5s);
+    EXPECT_EQ(r.selectedPaneID(), std::nullopt);
 }
 
 TEST_F(SessionRuntimeTest, AFailingPollSetsTheErrorOnceAndTellsTheHostEachTime)
@@ -111,21 +113,6 @@ TEST_F(SessionRuntimeTest, AQuietRemoteSessionOutOfSightPollsEverySevenAndAHalfS
     EXPECT_EQ(r.unreachableMessage(), u"Couldn't reach herdr on build-box — is it running there?"_s);
 }
 
-TEST_F(SessionRuntimeTest, ADottedStatusEventIsACycleOfItsOwn)
-{
-    startWatching();
-    const std::size_t polls = requestCount(u"session.snapshot"_s);
-    scenario.setPaneStatus(u"w2:p1"_s, AgentStatus::blocked);
-    ASSERT_TRUE(processEventsUntil([&] { return host.cycles.size() == 2; }));
-    EXPECT_EQ(host.cycles[1].transitions.newlyBlockedPaneIDs, std::vector<QString>{u"w2:p1"_s});
-    EXPECT_EQ(runtime->blockedRootPaneIDs(), (std::vector<QString>{u"w1:p1"_s, u"w2:p1"_s}));
-
-    scenario.setPaneStatus(u"w1:p2"_s, AgentStatus::done);
-    ASSERT_TRUE(processEventsUntil([&] { return host.cycles.size() == 3; }));
-    EXPECT_EQ(host.cycles[2].transitions.newlyFinishedPaneIDs, std::vector<QString>{u"w1:p2"_s});
-    EXPECT_EQ(requestCount(u"session.snapshot"_s), polls);
-}
-
 TEST_F(SessionRuntimeTest, ANewPaneLeadsToASubscriptionThatIncludesIt)
 {
     startWatching();
@@ -185,11 +172,19 @@ TEST_F(SessionRuntimeTest, ARejectedSubscriptionIsShownUntilTheNextGoodPoll)
 {
     make().start(&host);
     ASSERT_TRUE(processEventsUntil([&] { return host.cycles.size() == 1; }));
+    const auto prompt = runtime->interactions().state(u"w1:p1"_s);
+    ASSERT_TRUE(prompt && prompt->interaction);
+    const auto attention = runtime->attention();
     server.setPaneExists([](const QString& pane) { return pane != u"w1:p2"; });
     runtime->startEventTask(true);
     ASSERT_TRUE(processEventsUntil([&] { return runtime->error().has_value(); }));
     EXPECT_EQ(runtime->connection(), SessionRuntime::Connection::unavailable);
     EXPECT_EQ(runtime->errorText(), u"herdr rejected the event subscription: pane w1:p2 not found"_s);
+    // A rejection is no cycle, and what the poll found stays.
+    EXPECT_EQ(host.cycles.size(), 1u);
+    EXPECT_EQ(runtime->interactions().state(u"w1:p1"_s), prompt);
+    EXPECT_EQ(runtime->attention(), attention);
+    EXPECT_EQ(runtime->store().panes().size(), 3u);
 
     // A good poll clears it while the stream is still down.
     runTask(runtime->pollOnce());
@@ -284,24 +279,6 @@ TEST_F(SessionRuntimeTest, AHostThatIsGoneIsNotTold)
     // Without a host the runtime polls as for a visible session with the surface closed.
     ASSERT_TRUE(processEventsUntil([&] { return clock.requestedSleeps().size() == 2; }));
     EXPECT_EQ(clock.requestedSleeps().back(), 0.65);
-}
-
-TEST_F(SessionRuntimeTest, ACycleReadsThePromptOfAPaneThatBecameBlocked)
-{
-    SessionRuntime& r = make();
-    r.start(&host);
-    ASSERT_TRUE(processEventsUntil([&] { return host.cycles.size() == 1; }));
-    // The host hears of the cycle only after the prompt was read.
-    const auto state = r.interactions().state(u"w1:p1"_s);
-    ASSERT_TRUE(state && state->interaction);
-    EXPECT_EQ(state->interaction->kind, InteractionKind::approval);
-    EXPECT_FALSE(r.interactions().state(u"w1:p2"_s));
-    EXPECT_EQ(requestCount(u"pane.send_keys"_s), 0u);
-
-    runTask(r.select(u"w1:p1"_s), 5s);
-    EXPECT_EQ(r.selectedPaneID(), u"w1:p1"_s);
-    runTask(r.select(std::nullopt), 5s);
-    EXPECT_EQ(r.selectedPaneID(), std::nullopt);
 }
 
 TEST_F(SessionRuntimeTest, ARuntimeEndedWhileItReadsAPromptLeavesNothingBehind)
