@@ -22,6 +22,20 @@ const QString authenticationReason =
 const QString forwardReason =
     u"SSH connected to box but couldn't forward the herdr socket. Is herdr running there?"_s;
 
+// A forward must not ride on or leave behind a shared connection, nor run the user's local
+// commands, whatever their ssh configuration says.
+TEST(SSHTunnelArguments, OverrideTheOptionsThatWouldShareOrRunCommands)
+{
+    const QStringList arguments = boxConfiguration.arguments();
+    for (const QString option : {u"ControlMaster=no"_s, u"ControlPath=none"_s,
+                                 u"PermitLocalCommand=no"_s, u"BatchMode=yes"_s}) {
+        const auto at = arguments.indexOf(option);
+        ASSERT_GT(at, 0) << option.toStdString();
+        EXPECT_EQ(arguments[at - 1], u"-o"_s);
+    }
+    EXPECT_EQ(arguments.last(), u"box"_s);
+}
+
 TEST(SSHTunnelReasons, ExplainTakesTheFirstMatchingRule)
 {
     struct Case {
