@@ -1,7 +1,9 @@
 # The two commands of the README: `make run` and `make test`.
 JOBS ?= $(shell nproc)
 
-.PHONY: run test deps build-release build-ci bench clean
+.PHONY: run test deps build-release build-ci bench clean format format-check
+
+SOURCES = git ls-files '*.h' '*.cpp'
 
 deps:
 	@scripts/install-deps
@@ -24,6 +26,12 @@ bench: deps
 	cmake --preset bench
 	cmake --build --preset bench -j $(JOBS)
 	@for b in build/bench/bench/*-bench; do echo "== $$b"; $$b; done
+
+format: deps
+	$(SOURCES) | xargs clang-format -i
+
+format-check: deps
+	$(SOURCES) | xargs clang-format --dry-run --Werror
 
 clean:
 	rm -rf build
