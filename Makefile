@@ -1,9 +1,13 @@
 # The two commands of the README: `make run` and `make test`.
 JOBS ?= $(shell nproc)
 
-.PHONY: run test deps build-release build-ci bench clean format format-check
+.PHONY: run test deps build-release build-ci bench clean format format-check tidy
 
 SOURCES = git ls-files '*.h' '*.cpp'
+# clang-tidy 14 cannot parse libstdc++ 12's <expected>, and neither 14 nor 16 accepts -std=c++23:
+# 16 with c++2b does, once told the concepts level libstdc++ checks for before declaring expected.
+TIDY_ARGS = -extra-arg=-std=c++2b -extra-arg=-Wno-builtin-macro-redefined \
+	-extra-arg=-U__cpp_concepts -extra-arg=-D__cpp_concepts=202002L
 
 deps:
 	@scripts/install-deps
@@ -32,6 +36,13 @@ format: deps
 
 format-check: deps
 	$(SOURCES) | xargs clang-format --dry-run --Werror
+
+# Needs only the compile commands and the moc files the sources include, not a full build.
+tidy:
+	@scripts/install-deps tidy
+	cmake --preset ci -DCMAKE_GLOBAL_AUTOGEN_TARGET=ON
+	cmake --build --preset ci --target autogen -j $(JOBS)
+	run-clang-tidy-16 -p build/ci -quiet -j $(JOBS) $(TIDY_ARGS) '$(CURDIR)/(HerdrClient|OrrelApp|tools|tests)/'
 
 clean:
 	rm -rf build
