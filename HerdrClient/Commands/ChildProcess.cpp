@@ -12,7 +12,7 @@
 #include <unistd.h>
 #include <vector>
 
-extern char** environ;
+extern char** environ; // NOLINT(readability-redundant-declaration): POSIX leaves it to the program
 
 namespace {
 

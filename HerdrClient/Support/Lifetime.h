@@ -19,6 +19,7 @@ public:
 
     Lifetime() = default;
     Lifetime(const Lifetime&) : Lifetime() {}
+    // NOLINTNEXTLINE(bugprone-unhandled-self-assignment): keeping its own token is the point.
     Lifetime& operator=(const Lifetime&) { return *this; }
 
     Guard guard() const { return Guard(m_token); }
