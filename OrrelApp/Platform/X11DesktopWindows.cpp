@@ -99,7 +99,7 @@ std::vector<RunningWindow> X11DesktopWindows::windows()
             const QByteArray raw(static_cast<const char*>(xcb_get_property_value(cls.get())),
                                  xcb_get_property_value_length(cls.get()));
             const QList<QByteArray> parts = raw.split('\0');
-            entry.instanceName = parts.size() > 0 ? QString::fromLocal8Bit(parts[0]) : QString();
+            entry.instanceName = !parts.isEmpty() ? QString::fromLocal8Bit(parts[0]) : QString();
             entry.className = parts.size() > 1 ? QString::fromLocal8Bit(parts[1]) : QString();
         }
         const auto pid = windowProperty(window, pidAtom, XCB_ATOM_CARDINAL);

@@ -51,7 +51,7 @@ FakeHTTPReply FakeHTTPReply::raw(QByteArray bytes)
     return reply;
 }
 
-FakeOpenCodeServer::FakeOpenCodeServer(QHostAddress address) : m_address(std::move(address))
+FakeOpenCodeServer::FakeOpenCodeServer(QHostAddress address) : m_address(address)
 {
     connect(&m_server, &QTcpServer::newConnection, this, &FakeOpenCodeServer::accept);
 }

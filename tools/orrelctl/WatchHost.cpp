@@ -23,7 +23,8 @@ QString itemIDs(const std::vector<AttentionItem>& items)
 
 } // namespace
 
-WatchHost::WatchHost(const CommandContext& context, bool json) : m_context(context), m_json(json)
+WatchHost::WatchHost(CommandContext context, bool json)
+    : m_context(std::move(context)), m_json(json)
 {
     m_clock.start();
 }

@@ -14,7 +14,7 @@
 // cycle.
 class WatchHost : public SessionRuntimeHost {
 public:
-    WatchHost(const CommandContext& context, bool json);
+    WatchHost(CommandContext context, bool json);
 
     QCoro::Task<> sessionRuntimeDidObserve(SessionRuntime* runtime,
                                            StateTransitionResult transitions,
