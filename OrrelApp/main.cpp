@@ -21,7 +21,8 @@ int main(int argc, char* argv[])
     case AppLaunchMode::Kind::selfTestPrompt:
     case AppLaunchMode::Kind::screenSave:
         err << "This build of Orrel Sentry has no "
-            << (mode.kind == AppLaunchMode::Kind::screenSave ? "screen saver host" : "self-test prompt")
+            << (mode.kind == AppLaunchMode::Kind::screenSave ? "screen saver host"
+                                                             : "self-test prompt")
             << " yet.\n";
         return 2;
     case AppLaunchMode::Kind::normal: break;

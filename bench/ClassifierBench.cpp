@@ -71,20 +71,26 @@ int main(int argc, char** argv)
         benchmark::RegisterBenchmark(("classify/" + screen.name.toStdString()).c_str(),
                                      [&screen](benchmark::State& state) {
                                          for (auto _ : state)
-                                             benchmark::DoNotOptimize(classify(classifier, screen.input));
+                                             benchmark::DoNotOptimize(
+                                                 classify(classifier, screen.input));
                                          state.counters["per_screen_us"] = perScreen(1);
                                      })
             ->Unit(benchmark::kMicrosecond)
             ->Repetitions(7)
             ->ReportAggregatesOnly(true);
     }
-    benchmark::RegisterBenchmark("classify/all", [](benchmark::State& state) {
-        for (auto _ : state) {
-            for (const Screen& screen : screens)
-                benchmark::DoNotOptimize(classify(classifier, screen.input));
-        }
-        state.counters["per_screen_us"] = perScreen(screens.size());
-    })->Unit(benchmark::kMillisecond)->Repetitions(7)->ReportAggregatesOnly(true);
+    benchmark::RegisterBenchmark("classify/all",
+                                 [](benchmark::State& state) {
+                                     for (auto _ : state) {
+                                         for (const Screen& screen : screens)
+                                             benchmark::DoNotOptimize(
+                                                 classify(classifier, screen.input));
+                                     }
+                                     state.counters["per_screen_us"] = perScreen(screens.size());
+                                 })
+        ->Unit(benchmark::kMillisecond)
+        ->Repetitions(7)
+        ->ReportAggregatesOnly(true);
 
     benchmark::Initialize(&argc, argv);
     benchmark::RunSpecifiedBenchmarks();

@@ -38,9 +38,15 @@ bool equalsIgnoringCase(const QString& text, QStringView other)
 
 } // namespace
 
-QString ClaudeScreenAdapter::adapterID() const { return claudeAdapterID.toString(); }
+QString ClaudeScreenAdapter::adapterID() const
+{
+    return claudeAdapterID.toString();
+}
 
-std::set<QString> ClaudeScreenAdapter::agentIDs() const { return {u"claude"_s}; }
+std::set<QString> ClaudeScreenAdapter::agentIDs() const
+{
+    return {u"claude"_s};
+}
 
 PendingInteraction ClaudeScreenAdapter::parse(const ScreenAdapterInput& input) const
 {
@@ -68,7 +74,9 @@ PendingInteraction ClaudeScreenAdapter::parse(const ScreenAdapterInput& input) c
                return equalsIgnoringCase(o.label, u"Submit answers");
            });
 
-    const auto any = [&](auto predicate) { return std::any_of(options.begin(), options.end(), predicate); };
+    const auto any = [&](auto predicate) {
+        return std::any_of(options.begin(), options.end(), predicate);
+    };
     // A check box decides over everything else; a cursor without navigation text is not trusted
     // to mean arrows, so the numbers are used.
     PendingInteraction interaction;
@@ -91,7 +99,6 @@ PendingInteraction ClaudeScreenAdapter::parse(const ScreenAdapterInput& input) c
         interaction.capabilities.insert(InteractionCapability::navigateSteps);
     if (isApproval)
         interaction.capabilities.insert(InteractionCapability::approve);
-
 
     interaction.paneID = input.paneID;
     interaction.title = title;
@@ -123,7 +130,8 @@ PendingInteraction ClaudeScreenAdapter::parse(const ScreenAdapterInput& input) c
         interaction.steps.push_back(InteractionStep{step.label, step.isAnswered, step.isSubmit});
     interaction.progress = InteractionProgress::ofWizard(interaction.steps, currentIndex, isReview);
     interaction.presentation.activeStepIndex = currentIndex;
-    interaction.presentation.selectedChoicePreview = PromptClassifier::selectedChoicePreview(*region);
+    interaction.presentation.selectedChoicePreview =
+        PromptClassifier::selectedChoicePreview(*region);
 
     interaction.evidence = input.evidence(adapterID(), InteractionConfidence::exact, text);
     if (auto diff = parseDiffEvidence(*region))
@@ -178,7 +186,8 @@ std::optional<InteractionDiffEvidence> ClaudeScreenAdapter::parseDiffEvidence(co
 std::optional<InteractionDiffLine> ClaudeScreenAdapter::parseDiffLine(const QString& line)
 {
     // One per thread: the readers run on any thread, and a compiled pattern is not shared.
-    thread_local const QRegularExpression row = ScreenText::pattern(u"^\\s*(\\d+)\\s+([+-]?)(.*)$"_s);
+    thread_local const QRegularExpression row =
+        ScreenText::pattern(u"^\\s*(\\d+)\\s+([+-]?)(.*)$"_s);
     if (!row.isValid())
         return std::nullopt;
     const auto match = row.match(line, 0, QRegularExpression::NormalMatch,
@@ -192,8 +201,8 @@ std::optional<InteractionDiffLine> ClaudeScreenAdapter::parseDiffLine(const QStr
         diffLine.lineNumber = number;
     const QString sign = match.captured(2);
     diffLine.kind = sign == u"-"   ? InteractionDiffLineKind::removal
-                  : sign == u"+" ? InteractionDiffLineKind::addition
-                                 : InteractionDiffLineKind::context;
+                    : sign == u"+" ? InteractionDiffLineKind::addition
+                                   : InteractionDiffLineKind::context;
     diffLine.text = match.captured(3);
     return diffLine;
 }

@@ -87,8 +87,8 @@ InteractionEvidence exactEvidence(const ScreenAdapterInput& input, const QString
 template <class Option>
 std::optional<qint64> firstSelected(const std::vector<Option>& options)
 {
-    const auto found = std::find_if(options.begin(), options.end(),
-                                    [](const Option& o) { return o.selected; });
+    const auto found =
+        std::find_if(options.begin(), options.end(), [](const Option& o) { return o.selected; });
     if (found == options.end())
         return std::nullopt;
     return qint64(found - options.begin());
@@ -126,9 +126,15 @@ const std::vector<std::vector<QStringView>>& CodexScreenAdapter::questionFooters
     return footers;
 }
 
-QString CodexScreenAdapter::adapterID() const { return codexAdapterID.toString(); }
+QString CodexScreenAdapter::adapterID() const
+{
+    return codexAdapterID.toString();
+}
 
-std::set<QString> CodexScreenAdapter::agentIDs() const { return {u"codex"_s}; }
+std::set<QString> CodexScreenAdapter::agentIDs() const
+{
+    return {u"codex"_s};
+}
 
 PendingInteraction CodexScreenAdapter::parse(const ScreenAdapterInput& input) const
 {
@@ -162,7 +168,8 @@ bool CodexScreenAdapter::hasQuestionFooter(const QString& lowered)
     });
 }
 
-std::optional<CodexScreenAdapter::ParsedOption> CodexScreenAdapter::parseOptionLine(QStringView line)
+std::optional<CodexScreenAdapter::ParsedOption> CodexScreenAdapter::parseOptionLine(
+    QStringView line)
 {
     const CursorLine cursor = withoutCursor(line);
     const auto numbered = numberedText(cursor.text);
@@ -183,7 +190,8 @@ std::optional<CodexScreenAdapter::ParsedOption> CodexScreenAdapter::parseOptionL
     return option;
 }
 
-std::vector<CodexScreenAdapter::ParsedOption> CodexScreenAdapter::parseOptions(const QStringList& lines)
+std::vector<CodexScreenAdapter::ParsedOption> CodexScreenAdapter::parseOptions(
+    const QStringList& lines)
 {
     std::vector<ParsedOption> options;
     // Where the last option's description begins: a wrapped description continues there.
@@ -229,8 +237,8 @@ std::optional<QString> CodexScreenAdapter::commandPrefix(const QString& label)
     return label.mid(open + 1, close - open - 1);
 }
 
-std::vector<CodexScreenAdapter::ParsedOption>
-CodexScreenAdapter::parseApprovalOptions(const QStringList& lines)
+std::vector<CodexScreenAdapter::ParsedOption> CodexScreenAdapter::parseApprovalOptions(
+    const QStringList& lines)
 {
     struct Start {
         qsizetype lineIndex = 0;
@@ -242,9 +250,11 @@ CodexScreenAdapter::parseApprovalOptions(const QStringList& lines)
     for (qsizetype i = 0; i < lines.size(); ++i) {
         const CursorLine cursor = withoutCursor(lines[i]);
         if (auto numbered = numberedText(cursor.text))
-            starts.push_back({i, numbered->number, cursor.selected, std::move(numbered->remainder)});
+            starts.push_back(
+                {i, numbered->number, cursor.selected, std::move(numbered->remainder)});
     }
-    if (starts.size() != 3 || starts[0].number != 1 || starts[1].number != 2 || starts[2].number != 3)
+    if (starts.size() != 3 || starts[0].number != 1 || starts[1].number != 2
+        || starts[2].number != 3)
         return {};
 
     static const QRegularExpression shortcut =
@@ -345,8 +355,8 @@ std::optional<PendingInteraction> CodexScreenAdapter::parseApproval(const QStrin
     for (std::size_t i = 0; i < options.size(); ++i) {
         InteractionChoice choice;
         choice.kind = InteractionChoiceKind::option;
-        choice.label = withoutShortcutSuffix(i == 1 && cut >= 0 ? persistLabel.left(cut)
-                                                                : options[i].label);
+        choice.label =
+            withoutShortcutSuffix(i == 1 && cut >= 0 ? persistLabel.left(cut) : options[i].label);
         choice.description = descriptions[i];
         if (hasAllShortcuts)
             choice.shortcutKeys = {*options[i].shortcutKey};
@@ -354,8 +364,8 @@ std::optional<PendingInteraction> CodexScreenAdapter::parseApproval(const QStrin
     }
     interaction.presentation.selectedChoiceIndex = firstSelected(options);
     // When a redraw has lost the letters, numbers are never pressed into an approval.
-    interaction.presentation.mechanism = hasAllShortcuts ? InteractionMechanism::explicitShortcut
-                                                         : InteractionMechanism::ambiguous;
+    interaction.presentation.mechanism =
+        hasAllShortcuts ? InteractionMechanism::explicitShortcut : InteractionMechanism::ambiguous;
     interaction.capabilities = {InteractionCapability::approve, InteractionCapability::deny,
                                 InteractionCapability::selectOne};
     interaction.evidence = exactEvidence(input, text);
@@ -370,9 +380,10 @@ std::optional<PendingInteraction> CodexScreenAdapter::parseApproval(const QStrin
 std::optional<PendingInteraction> CodexScreenAdapter::parseQuestion(const QString& text,
                                                                     const ScreenAdapterInput& input)
 {
-    static const QRegularExpression header = ScreenText::pattern(Markers::questionHeader.toString());
-    static const QRegularExpression counts = ScreenText::pattern(
-        u"Question\\s+(\\d+)/(\\d+)(?:\\s+\\((\\d+)\\s+unanswered\\))?"_s);
+    static const QRegularExpression header =
+        ScreenText::pattern(Markers::questionHeader.toString());
+    static const QRegularExpression counts =
+        ScreenText::pattern(u"Question\\s+(\\d+)/(\\d+)(?:\\s+\\((\\d+)\\s+unanswered\\))?"_s);
     if (!header.isValid() || !counts.isValid())
         return std::nullopt;
     const QStringList lines = ScreenText::lines(text);

@@ -22,7 +22,8 @@ public:
         static constexpr QStringView notesFocus = u"› add notes";
         static constexpr QStringView reviewTitle = u"Submit with unanswered questions?";
         static constexpr QStringView reviewFooter = u"press enter to confirm or esc to go back";
-        static constexpr QStringView approvalTitle = u"Would you like to run the following command?";
+        static constexpr QStringView approvalTitle =
+            u"Would you like to run the following command?";
         static constexpr QStringView approvalFooter = u"press enter to confirm or esc to cancel";
     };
 

@@ -20,7 +20,7 @@ bool isRule(const QString& line)
 {
     const QString trimmed = line.trimmed();
     return ScreenText::consistsOf(trimmed, horizontalRule)
-        && ScreenText::characterCount(trimmed) >= 10;
+           && ScreenText::characterCount(trimmed) >= 10;
 }
 
 struct OptionRow {
@@ -88,9 +88,15 @@ struct RowOption {
 
 } // namespace
 
-QString PiScreenAdapter::adapterID() const { return piAdapterID.toString(); }
+QString PiScreenAdapter::adapterID() const
+{
+    return piAdapterID.toString();
+}
 
-std::set<QString> PiScreenAdapter::agentIDs() const { return {u"pi"_s}; }
+std::set<QString> PiScreenAdapter::agentIDs() const
+{
+    return {u"pi"_s};
+}
 
 PendingInteraction PiScreenAdapter::parse(const ScreenAdapterInput& input) const
 {
@@ -113,7 +119,8 @@ PendingInteraction PiScreenAdapter::parse(const ScreenAdapterInput& input) const
     if (picker->steps.size() >= 2)
         interaction.capabilities.insert(InteractionCapability::navigateSteps);
 
-    interaction.progress = InteractionProgress::ofWizard(picker->steps, picker->activeStep, picker->isReview);
+    interaction.progress =
+        InteractionProgress::ofWizard(picker->steps, picker->activeStep, picker->isReview);
 
     for (const auto& option : picker->options) {
         InteractionChoice choice;
@@ -194,9 +201,9 @@ std::optional<PiScreenAdapter::Picker> PiScreenAdapter::parsePicker(
         option.label = row.label;
         // A long label wraps; its "(recommended)" tag marks where the label ends.
         if (!row.label.toLower().endsWith(u"(recommended)")) {
-            const auto end = std::find_if(row.continuation.begin(), row.continuation.end(), [](const QString& l) {
-                return l.toLower().endsWith(u"(recommended)");
-            });
+            const auto end = std::find_if(
+                row.continuation.begin(), row.continuation.end(),
+                [](const QString& l) { return l.toLower().endsWith(u"(recommended)"); });
             if (end != row.continuation.end()) {
                 const qsizetype count = end - row.continuation.begin() + 1;
                 option.label = (QStringList{row.label} + row.continuation.first(count)).join(u' ');
@@ -252,9 +259,11 @@ std::optional<PiScreenAdapter::Picker> PiScreenAdapter::parsePicker(
         for (qsizetype i = lastRule + 1; i < footer && !picker.question; ++i) {
             if (lines[i].contains(incompleteReviewMarker)) {
                 QString question = lines[i];
-                while (!question.isEmpty() && (question.front() == u'\u26A0' || question.front() == u' '))
+                while (!question.isEmpty()
+                       && (question.front() == u'\u26A0' || question.front() == u' '))
                     question.remove(0, 1);
-                while (!question.isEmpty() && (question.back() == u'\u26A0' || question.back() == u' '))
+                while (!question.isEmpty()
+                       && (question.back() == u'\u26A0' || question.back() == u' '))
                     question.chop(1);
                 picker.question = question;
             }
@@ -277,7 +286,7 @@ std::optional<PiScreenAdapter::Picker> PiScreenAdapter::parsePicker(
 
 std::vector<InteractionStep> PiScreenAdapter::parseSteps(QStringView line)
 {
-    constexpr QStringView openers = u"\u25A1\u25A0\u2713";        // □ ■ ✓
+    constexpr QStringView openers = u"\u25A1\u25A0\u2713";      // □ ■ ✓
     constexpr QStringView enders = u"\u25A1\u25A0\u2713\u2192"; // □ ■ ✓ →
     std::vector<InteractionStep> steps;
     qsizetype i = 0;
@@ -305,11 +314,13 @@ std::optional<qint64> PiScreenAdapter::activeStepIndex(const std::vector<Interac
     if (!visibleANSI)
         return std::nullopt;
     const QString background = QString(ScreenText::escape) + u"[48;"_s;
-    for (const QString& line : ScreenText::normalizedLineEndings(*visibleANSI).split(u'\n', Qt::SkipEmptyParts)) {
+    for (const QString& line :
+         ScreenText::normalizedLineEndings(*visibleANSI).split(u'\n', Qt::SkipEmptyParts)) {
         const qsizetype sequence = line.indexOf(background);
         if (!line.contains(u"Submit") || sequence < 0)
             continue;
-        const QString tail = PromptClassifier::stripAnsi(QStringView(line).sliced(sequence)).trimmed();
+        const QString tail =
+            PromptClassifier::stripAnsi(QStringView(line).sliced(sequence)).trimmed();
         const QString label =
             tail.sliced(ScreenText::positionOfCharacter(tail, 1)).trimmed(); // past the tab's glyph
         for (std::size_t i = 0; i < steps.size(); ++i) {
@@ -333,7 +344,8 @@ std::optional<QString> PiScreenAdapter::lastWork(const QStringList& lines, qsize
         paragraphs.push_back(current.join(u' '));
         current.clear();
     };
-    for (qsizetype i = std::min(above, lines.size()) - 1; i >= 0 && paragraphs.size() < paragraphLimit; --i) {
+    for (qsizetype i = std::min(above, lines.size()) - 1;
+         i >= 0 && paragraphs.size() < paragraphLimit; --i) {
         const QString trimmed = lines[i].trimmed();
         if (trimmed.isEmpty() || isRule(trimmed))
             close();

@@ -7,8 +7,8 @@
 
 ScreenAdapterRegistry standardScreenAdapters()
 {
-    return ScreenAdapterRegistry(
-        {std::make_shared<ClaudeScreenAdapter>(), std::make_shared<CodexScreenAdapter>(),
-         std::make_shared<PiScreenAdapter>()},
-        std::make_shared<GenericScreenAdapter>());
+    return ScreenAdapterRegistry({std::make_shared<ClaudeScreenAdapter>(),
+                                  std::make_shared<CodexScreenAdapter>(),
+                                  std::make_shared<PiScreenAdapter>()},
+                                 std::make_shared<GenericScreenAdapter>());
 }

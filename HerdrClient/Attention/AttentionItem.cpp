@@ -12,12 +12,9 @@ QString toString(AttentionItem::Phase phase)
 QString reasonName(const AttentionItem::Reason& reason)
 {
     switch (reason.index()) {
-    case 0:
-        return u"explicitAsk"_s;
-    case 1:
-        return u"escalation"_s;
-    default:
-        return u"rootBlocked"_s;
+    case 0: return u"explicitAsk"_s;
+    case 1: return u"escalation"_s;
+    default: return u"rootBlocked"_s;
     }
 }
 

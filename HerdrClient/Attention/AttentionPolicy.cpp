@@ -101,19 +101,18 @@ void AttentionPolicy::addEscalations(AttentionSnapshot& snapshot,
             ++snapshot.staleEscalationCount;
             continue;
         }
-        const bool surfaced =
-            std::any_of(snapshot.items.begin(), snapshot.items.end(),
-                        [&](const AttentionItem& item) {
-                            const auto* ask = item.explicitAsk();
-                            return ask && ask->signal.id == question.id;
-                        });
+        const bool surfaced = std::any_of(snapshot.items.begin(), snapshot.items.end(),
+                                          [&](const AttentionItem& item) {
+                                              const auto* ask = item.explicitAsk();
+                                              return ask && ask->signal.id == question.id;
+                                          });
         if (surfaced)
             continue;
-        snapshot.items.push_back(AttentionItem{
-            u"escalation:"_s + question.id, question.ownerPaneID,
-            snapshot.tree.root(question.ownerPaneID),
-            AttentionItem::Escalation{question.id, question.childPaneID}, question.since,
-            AttentionItem::Phase::alerted});
+        snapshot.items.push_back(
+            AttentionItem{u"escalation:"_s + question.id, question.ownerPaneID,
+                          snapshot.tree.root(question.ownerPaneID),
+                          AttentionItem::Escalation{question.id, question.childPaneID},
+                          question.since, AttentionItem::Phase::alerted});
     }
 }
 

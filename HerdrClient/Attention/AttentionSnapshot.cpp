@@ -93,12 +93,9 @@ QString AttentionSnapshot::state(const QString& rootPaneID,
         return u"unknown"_s;
     // `done` reads as "unknown" on purpose: only a pane back at its prompt counts as finished.
     switch (pane->second.agentStatus) {
-    case AgentStatus::idle:
-        return u"finished"_s;
-    case AgentStatus::working:
-        return u"working"_s;
-    default:
-        return u"unknown"_s;
+    case AgentStatus::idle: return u"finished"_s;
+    case AgentStatus::working: return u"working"_s;
+    default: return u"unknown"_s;
     }
 }
 
@@ -112,12 +109,13 @@ JSONValue AttentionSnapshot::asJSONValue() const
         .set(u"newlyAlerted"_s, itemIDs(newlyAlerted))
         .set(u"needsYou"_s, itemIDs(needsYou()))
         .set(u"inGrace"_s, itemIDs(inGrace()))
-        .set(u"hiddenChildAskCount"_s, [this] {
-            std::map<QString, qint64> counts;
-            for (const auto& [root, count] : hiddenChildAskCount)
-                counts.emplace(root, count);
-            return counts;
-        }())
+        .set(u"hiddenChildAskCount"_s,
+             [this] {
+                 std::map<QString, qint64> counts;
+                 for (const auto& [root, count] : hiddenChildAskCount)
+                     counts.emplace(root, count);
+                 return counts;
+             }())
         .set(u"staleEscalationCount"_s, qint64(staleEscalationCount))
         .set(u"staleEscalations"_s, JSONValue(std::move(stale)))
         .set(u"activeWorkers"_s, activeWorkers)

@@ -8,5 +8,5 @@ QString EscalationAnswer::message(const QString& questionID,
 {
     const QString worker = workerTab && !workerTab->isEmpty() ? *workerTab : workerPane;
     return u"[orrel] Answer for escalated question "_s + questionID + u" from worker "_s + worker
-        + u" ("_s + workerPane + u"): "_s + answer.simplified();
+           + u" ("_s + workerPane + u"): "_s + answer.simplified();
 }

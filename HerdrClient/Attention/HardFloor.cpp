@@ -54,14 +54,18 @@ const std::vector<HardFloor::Rule>& HardFloor::rules()
                  uR"(\bDELETE\s+FROM\s+[\w."]+\s*(;|\z|\n|\)|'))"_s),
         makeRule(Category::destructive, u"rm -rf"_s,
                  uR"(\brm\s+(-[a-zA-Z]*r[a-zA-Z]*f|-[a-zA-Z]*f[a-zA-Z]*r|-r\s+-f|-f\s+-r)\b)"_s),
-        makeRule(Category::money, u"live Stripe"_s,
-                 uR"(\b(sk|rk)_live_|\bstripe\b[^\n]*--live\b|\blive\s+stripe\b|\bstripe\b[^\n]*\blive\s+(mode|key|charge|payment))"_s),
-        makeRule(Category::security, u"credential change"_s,
-                 uR"(\b(rotate|revoke|regenerate|reset)\b[^\n]*\b(credentials?|api[ _-]?keys?|tokens?|secrets?)\b)"_s),
-        makeRule(Category::security, u"password change"_s,
-                 uR"(\b(change|reset|set|update)\b[^\n]*\bpasswords?\b|\bpasswords?\s+(change|reset)\b|\bpasswd\b)"_s),
-        makeRule(Category::security, u"role change"_s,
-                 uR"(\b(grant|revoke)\b[^\n]*\b(role|admin|privileges?|owner)\b|\bALTER\s+(ROLE|USER)\b)"_s),
+        makeRule(
+            Category::money, u"live Stripe"_s,
+            uR"(\b(sk|rk)_live_|\bstripe\b[^\n]*--live\b|\blive\s+stripe\b|\bstripe\b[^\n]*\blive\s+(mode|key|charge|payment))"_s),
+        makeRule(
+            Category::security, u"credential change"_s,
+            uR"(\b(rotate|revoke|regenerate|reset)\b[^\n]*\b(credentials?|api[ _-]?keys?|tokens?|secrets?)\b)"_s),
+        makeRule(
+            Category::security, u"password change"_s,
+            uR"(\b(change|reset|set|update)\b[^\n]*\bpasswords?\b|\bpasswords?\s+(change|reset)\b|\bpasswd\b)"_s),
+        makeRule(
+            Category::security, u"role change"_s,
+            uR"(\b(grant|revoke)\b[^\n]*\b(role|admin|privileges?|owner)\b|\bALTER\s+(ROLE|USER)\b)"_s),
         makeRule(Category::security, u"MFA change"_s, uR"(\b(MFA|2FA|two[- ]factor)\b)"_s),
     };
     return table;
@@ -69,8 +73,8 @@ const std::vector<HardFloor::Rule>& HardFloor::rules()
 
 QString HardFloor::defaultTarget(const QString& project, Category category)
 {
-    QString slug = project.toLower().split(QRegularExpression(uR"(\s+)"_s), Qt::SkipEmptyParts)
-                       .join(u'-');
+    QString slug =
+        project.toLower().split(QRegularExpression(uR"(\s+)"_s), Qt::SkipEmptyParts).join(u'-');
     if (slug.isEmpty())
         slug = u"agent"_s;
     return slug + u'-' + actionWord(category);

@@ -22,7 +22,7 @@ std::optional<QString> textMember(const JSONValue& object, QStringView key)
 bool isTokenIDCharacter(QChar c)
 {
     return (c >= u'a' && c <= u'z') || (c >= u'A' && c <= u'Z') || (c >= u'0' && c <= u'9')
-        || c == u'_' || c == u'-';
+           || c == u'_' || c == u'-';
 }
 
 } // namespace
@@ -30,12 +30,9 @@ bool isTokenIDCharacter(QChar c)
 QString toString(NeedsHumanSignal::Kind kind)
 {
     switch (kind) {
-    case NeedsHumanSignal::Kind::question:
-        return u"question"_s;
-    case NeedsHumanSignal::Kind::approval:
-        return u"approval"_s;
-    case NeedsHumanSignal::Kind::escalation:
-        return u"escalation"_s;
+    case NeedsHumanSignal::Kind::question: return u"question"_s;
+    case NeedsHumanSignal::Kind::approval: return u"approval"_s;
+    case NeedsHumanSignal::Kind::escalation: return u"escalation"_s;
     }
     return {};
 }
@@ -175,8 +172,8 @@ std::optional<NeedsHumanSignal> NeedsHumanSignal::decode(
         return base;
 
     // An ask file is never followed through a link: the token names a file in this directory.
-    const auto data = BoundedFile::read(QDir(directory).filePath(*id + u".json"_s),
-                                        maximumFileSize, BoundedFile::Links::refuse);
+    const auto data = BoundedFile::read(QDir(directory).filePath(*id + u".json"_s), maximumFileSize,
+                                        BoundedFile::Links::refuse);
     if (!data)
         return base;
     const auto json = JSONValue::parse(*data);

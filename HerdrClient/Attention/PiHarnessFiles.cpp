@@ -31,8 +31,7 @@ std::optional<QByteArray> PiHarnessFiles::changedFile(const QString& relativeNam
     }
     if (stored != m_signatures.end() && stored->second == *signature)
         return std::nullopt;
-    const qint64 limit =
-        relativeName == registryFile ? maximumRegistrySize : maximumJournalSize;
+    const qint64 limit = relativeName == registryFile ? maximumRegistrySize : maximumJournalSize;
     auto data = BoundedFile::read(path(relativeName), limit, BoundedFile::Links::follow);
     if (!data)
         return std::nullopt;

@@ -48,13 +48,14 @@ std::optional<EscalatedQuestion> questionRecord(const QString& id, const JSONVal
     if (childKind)
         question.childKind = *childKind;
 
-    const JSONValue* first = line.member(u"questions") ? line.member(u"questions")->element(0)
-                                                       : nullptr;
+    const JSONValue* first =
+        line.member(u"questions") ? line.member(u"questions")->element(0) : nullptr;
     if (first && first->objectValue()) {
         if (const auto asked = nonEmptyText(first, u"question"))
             question.question = *asked;
         question.header = text(first, u"header");
-        if (const JSONValue* options = first->member(u"options"); options && options->arrayValue()) {
+        if (const JSONValue* options = first->member(u"options");
+            options && options->arrayValue()) {
             for (const auto& option : *options->arrayValue()) {
                 const auto label = text(&option, u"label");
                 if (!label)

@@ -31,7 +31,8 @@ std::expected<QByteArray, PaneCaptureError> readBounded(const QString& path, qin
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly))
         return std::unexpected(PaneCaptureError::fileFailed(path, file.errorString()));
-    // Read one byte past the limit instead of trusting size(), which a pipe or /proc file lies about.
+    // Read one byte past the limit instead of trusting size(), which a pipe or /proc file lies
+    // about.
     QByteArray bytes = file.read(limit + 1);
     if (file.error() != QFileDevice::NoError)
         return std::unexpected(PaneCaptureError::fileFailed(path, file.errorString()));
@@ -107,8 +108,8 @@ std::expected<void, PaneCaptureError> writeDirectoryAtomically(const QString& ta
 {
     const QFileInfo targetInfo(target);
     QDir parent = targetInfo.absoluteDir();
-    const QString temporary = parent.filePath(
-        u".tmp-"_s + QUuid::createUuid().toString(QUuid::WithoutBraces));
+    const QString temporary =
+        parent.filePath(u".tmp-"_s + QUuid::createUuid().toString(QUuid::WithoutBraces));
     if (!parent.mkdir(temporary))
         return std::unexpected(
             PaneCaptureError::fileFailed(temporary, u"could not create the directory"_s));
@@ -131,7 +132,8 @@ std::expected<void, PaneCaptureError> writeDirectoryAtomically(const QString& ta
         return fail(PaneCaptureError::fileFailed(target, u"could not remove the old directory"_s));
     // QDir::rename never replaces an existing entry, so a target that appeared meanwhile wins.
     if (!parent.rename(temporary, targetInfo.absoluteFilePath()))
-        return fail(PaneCaptureError::fileFailed(target, u"could not move the new directory into place"_s));
+        return fail(
+            PaneCaptureError::fileFailed(target, u"could not move the new directory into place"_s));
     return {};
 }
 

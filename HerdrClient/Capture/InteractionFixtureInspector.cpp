@@ -3,8 +3,8 @@
 #include "HerdrClient/Capture/PaneFixtureExtractor.h"
 #include "HerdrClient/Interaction/ScreenInteractionProvider.h"
 
-std::expected<PendingInteraction, PaneCaptureError>
-InteractionFixtureInspector::inspect(const QString& directory) const
+std::expected<PendingInteraction, PaneCaptureError> InteractionFixtureInspector::inspect(
+    const QString& directory) const
 {
     auto fixture = PaneFixtureExtractor::loadFixture(directory);
     if (!fixture)

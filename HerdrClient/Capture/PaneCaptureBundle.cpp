@@ -26,8 +26,8 @@ std::expected<PaneCaptureBundle, PaneCaptureError> PaneCaptureBundle::load(const
 
     const auto json = JSONValue::parse(files->metadata);
     if (!json)
-        return std::unexpected(PaneCaptureError::invalidBundle(
-            u"capture metadata is not JSON: "_s + json.error().errorDescription()));
+        return std::unexpected(PaneCaptureError::invalidBundle(u"capture metadata is not JSON: "_s
+                                                               + json.error().errorDescription()));
     auto metadata = PaneCaptureMetadata::decode(*json);
     if (!metadata)
         return std::unexpected(PaneCaptureError::invalidBundle(

@@ -22,11 +22,11 @@ struct PaneCaptureError {
     };
 
     Kind kind = Kind::invalidBundle;
-    QString path;                        // bundleAlreadyExists, fixtureAlreadyExists, fileFailed
-    QString paneID;                      // paneNotFound, unreadablePane
+    QString path;   // bundleAlreadyExists, fixtureAlreadyExists, fileFailed
+    QString paneID; // paneNotFound, unreadablePane
     ReadSource source = ReadSource::detection; // unreadablePane
-    QString reason;                      // invalidBundle, fileFailed
-    std::optional<RequestFailure> failure; // requestFailed
+    QString reason;                            // invalidBundle, fileFailed
+    std::optional<RequestFailure> failure;     // requestFailed
 
     static PaneCaptureError bundleAlreadyExists(QString path);
     static PaneCaptureError paneNotFound(QString paneID);

@@ -39,7 +39,8 @@ QString safeFileComponent(const QString& text)
     for (qsizetype end = finder.toNextBoundary(); end != -1; end = finder.toNextBoundary()) {
         const QStringView cluster = QStringView(text).mid(start, end - start);
         start = end;
-        if (cluster == u"-" || cluster == u"_" || cluster == u"." || isAlphanumericCharacter(cluster))
+        if (cluster == u"-" || cluster == u"_" || cluster == u"."
+            || isAlphanumericCharacter(cluster))
             result += cluster;
         else
             result += u'_';

@@ -45,8 +45,8 @@ QCoro::Task<std::expected<QString, PaneCaptureError>> readPane(RequestSending* c
 
 } // namespace
 
-QCoro::Task<std::expected<PaneCaptureBundle, PaneCaptureError>>
-PaneCapturer::capture(QString paneID, QString capturedAt)
+QCoro::Task<std::expected<PaneCaptureBundle, PaneCaptureError>> PaneCapturer::capture(
+    QString paneID, QString capturedAt)
 {
     RequestSending* client = &m_client;
     const auto before = co_await findPane(client, paneID);

@@ -15,7 +15,7 @@ public:
 
     // `capturedAt` is written as given; the caller chooses its format.
     QCoro::Task<std::expected<PaneCaptureBundle, PaneCaptureError>> capture(QString paneID,
-                                                                           QString capturedAt);
+                                                                            QString capturedAt);
 
 private:
     RequestSending& m_client;

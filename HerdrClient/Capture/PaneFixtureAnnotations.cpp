@@ -10,13 +10,14 @@ Decoded<PaneFixtureAnnotations> PaneFixtureAnnotations::decode(const JSONValue& 
     a.interactionKind = r.required<QString>(u"interaction_kind");
     a.progress = r.optional<QString>(u"progress");
     a.title = r.optional<QString>(u"title");
-    a.optionLabels = r.optional<std::vector<QString>>(u"option_labels").value_or(std::vector<QString>{});
+    a.optionLabels =
+        r.optional<std::vector<QString>>(u"option_labels").value_or(std::vector<QString>{});
     a.optionDescriptions =
         r.optional<std::vector<QString>>(u"option_descriptions").value_or(std::vector<QString>{});
     a.selectedChoicePreview = r.optional<QString>(u"selected_choice_preview");
     a.observedCursorIndex = r.optional<qint64>(u"observed_cursor_index");
-    a.observedCheckedIndexes =
-        r.optional<std::vector<qint64>>(u"observed_checked_indexes").value_or(std::vector<qint64>{});
+    a.observedCheckedIndexes = r.optional<std::vector<qint64>>(u"observed_checked_indexes")
+                                   .value_or(std::vector<qint64>{});
     a.responseMechanism = r.required<QString>(u"response_mechanism");
     a.expectedResponsePlans =
         r.optional<std::map<QString, std::vector<QString>>>(u"expected_response_plans")

@@ -18,8 +18,8 @@ namespace {
 constexpr char artifactPrefix[] = "orrelsentry-fixture-v1";
 constexpr qsizetype shortHashLength = 12;
 
-CaptureFiles::DirectoryContents fixtureFiles(const QByteArray& detection,
-                                             const QByteArray& visible, const QByteArray& metadata)
+CaptureFiles::DirectoryContents fixtureFiles(const QByteArray& detection, const QByteArray& visible,
+                                             const QByteArray& metadata)
 {
     return {{QString::fromLatin1(CaptureFiles::detectionFile), detection},
             {QString::fromLatin1(CaptureFiles::visibleANSIFile), visible},
@@ -30,8 +30,8 @@ CaptureFiles::DirectoryContents fixtureFiles(const QByteArray& detection,
 bool holdsSameFiles(const QString& directory, const CaptureFiles::DirectoryContents& files)
 {
     for (const auto& [name, bytes] : files) {
-        const auto existing = CaptureFiles::readBounded(QDir(directory).filePath(name),
-                                                        bytes.size());
+        const auto existing =
+            CaptureFiles::readBounded(QDir(directory).filePath(name), bytes.size());
         if (!existing || *existing != bytes)
             return false;
     }
@@ -98,11 +98,11 @@ QString directoryName(const QString& name, const QString& artifactSHA256)
            + u".fixture"_s;
 }
 
-std::expected<QString, PaneCaptureError>
-extract(const QString& captureDirectory, const PaneFixtureAnnotations& annotations,
-        const QString& outputDirectory, const std::optional<QByteArray>& replacementDetection,
-        const std::optional<QByteArray>& replacementVisibleANSI,
-        const std::optional<PaneFixtureRegion>& region)
+std::expected<QString, PaneCaptureError> extract(
+    const QString& captureDirectory, const PaneFixtureAnnotations& annotations,
+    const QString& outputDirectory, const std::optional<QByteArray>& replacementDetection,
+    const std::optional<QByteArray>& replacementVisibleANSI,
+    const std::optional<PaneFixtureRegion>& region)
 {
     const auto bundle = PaneCaptureBundle::load(captureDirectory);
     if (!bundle)
@@ -136,17 +136,17 @@ extract(const QString& captureDirectory, const PaneFixtureAnnotations& annotatio
     metadata.fixtureVisibleANSISHA256 = CaptureFiles::sha256Hex(visible);
     metadata.sourceCapture = bundle->metadata;
     metadata.annotations = annotations;
-    metadata.artifactSHA256 = artifactSHA256(detection, visible, annotations, bundle->metadata,
-                                             region, sanitization);
+    metadata.artifactSHA256 =
+        artifactSHA256(detection, visible, annotations, bundle->metadata, region, sanitization);
 
-    const auto files = fixtureFiles(detection, visible,
-                                    PaneCaptureWriter::metadataBytes(metadata.asJSONValue()));
+    const auto files =
+        fixtureFiles(detection, visible, PaneCaptureWriter::metadataBytes(metadata.asJSONValue()));
     if (!QDir().mkpath(outputDirectory))
         return std::unexpected(
             PaneCaptureError::fileFailed(outputDirectory, u"could not create the directory"_s));
     const QString target =
-        QFileInfo(QDir(outputDirectory).filePath(directoryName(annotations.name,
-                                                               metadata.artifactSHA256)))
+        QFileInfo(QDir(outputDirectory)
+                      .filePath(directoryName(annotations.name, metadata.artifactSHA256)))
             .absoluteFilePath();
     if (QFileInfo::exists(target)) {
         if (holdsSameFiles(target, files))
@@ -175,8 +175,8 @@ std::expected<VerifiedFixture, PaneCaptureError> loadFixture(const QString& dire
 
     const auto json = JSONValue::parse(files->metadata);
     if (!json)
-        return std::unexpected(PaneCaptureError::invalidBundle(
-            u"fixture metadata is not JSON: "_s + json.error().errorDescription()));
+        return std::unexpected(PaneCaptureError::invalidBundle(u"fixture metadata is not JSON: "_s
+                                                               + json.error().errorDescription()));
     // The schema decides how the rest is read, so it is looked at before anything else.
     const JSONValue* schema = json->member(u"schema_version");
     if (!schema || schema->doubleValue() != double(PaneFixtureMetadata::currentSchemaVersion))

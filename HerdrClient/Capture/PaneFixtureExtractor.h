@@ -18,11 +18,11 @@ namespace PaneFixtureExtractor {
 // the captured texts, to remove private text; the region, when given, is cut from both texts.
 // Extracting the same thing again returns the same directory; a different fixture under the
 // same name is refused.
-std::expected<QString, PaneCaptureError>
-extract(const QString& captureDirectory, const PaneFixtureAnnotations& annotations,
-        const QString& outputDirectory, const std::optional<QByteArray>& replacementDetection,
-        const std::optional<QByteArray>& replacementVisibleANSI,
-        const std::optional<PaneFixtureRegion>& region);
+std::expected<QString, PaneCaptureError> extract(
+    const QString& captureDirectory, const PaneFixtureAnnotations& annotations,
+    const QString& outputDirectory, const std::optional<QByteArray>& replacementDetection,
+    const std::optional<QByteArray>& replacementVisibleANSI,
+    const std::optional<PaneFixtureRegion>& region);
 
 // A fixture that passed every check, with its texts.
 struct VerifiedFixture {

@@ -12,8 +12,7 @@ constexpr auto closeGrace = std::chrono::milliseconds(250);
 } // namespace
 
 BoundedPipeDrain::BoundedPipeDrain(int fd, qsizetype maximumBytes)
-    : m_fd(fd)
-    , m_maximumBytes(std::max<qsizetype>(0, maximumBytes))
+    : m_fd(fd), m_maximumBytes(std::max<qsizetype>(0, maximumBytes))
 {
     if (::pipe2(m_wake, O_CLOEXEC | O_NONBLOCK) != 0)
         m_wake[0] = m_wake[1] = -1;

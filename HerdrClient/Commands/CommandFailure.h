@@ -12,7 +12,7 @@ struct CommandFailure {
 
     Kind kind = Kind::launchFailed;
     QString executable;
-    QString message;        // launchFailed
+    QString message;           // launchFailed
     double timeoutSeconds = 0; // timedOut
 
     static CommandFailure launchFailed(QString executable, QString message)

@@ -56,8 +56,8 @@ CommandResult ProcessCommandRunner::run(const QString& executable, const QString
     while (child.standardOutput >= 0 || child.standardError >= 0) {
         int waitMilliseconds = -1;
         if (deadline) {
-            const auto left = std::chrono::ceil<std::chrono::milliseconds>(*deadline
-                                                                           - SteadyClock::now());
+            const auto left =
+                std::chrono::ceil<std::chrono::milliseconds>(*deadline - SteadyClock::now());
             if (left.count() <= 0)
                 return stopAfterDeadline(child, executable, *timeoutSeconds);
             waitMilliseconds = int(std::min<qint64>(left.count(), 60'000));

@@ -14,12 +14,8 @@ struct ModeNames {
 
 // In declaration order, so that a case's number is its index.
 constexpr ModeNames names[] = {
-    {u"manual", u"Manual"},
-    {u"acceptEdits", u"Accept Edits"},
-    {u"plan", u"Plan"},
-    {u"auto", u"Auto"},
-    {u"dontAsk", u"Don't Ask"},
-    {u"bypassPermissions", u"Bypass"},
+    {u"manual", u"Manual"},   {u"acceptEdits", u"Accept Edits"}, {u"plan", u"Plan"},
+    {u"auto", u"Auto"},       {u"dontAsk", u"Don't Ask"},        {u"bypassPermissions", u"Bypass"},
     {u"default", u"Default"},
 };
 
@@ -47,5 +43,6 @@ std::optional<AgentMode> agentModeFromString(QStringView text)
 bool AgentModeCycling::supports(QStringView agentID)
 {
     const QString id = agentID.trimmed().toString().toLower();
-    return std::ranges::any_of(supportedAgentIDs, [&](QStringView supported) { return supported == id; });
+    return std::ranges::any_of(supportedAgentIDs,
+                               [&](QStringView supported) { return supported == id; });
 }

@@ -33,7 +33,8 @@ bool beginsWithNoise(QStringView text)
 
 bool beginsWithAny(QStringView text, const auto& glyphs)
 {
-    return std::ranges::any_of(glyphs, [&](QStringView glyph) { return ScreenText::startsWithCharacter(text, glyph); });
+    return std::ranges::any_of(
+        glyphs, [&](QStringView glyph) { return ScreenText::startsWithCharacter(text, glyph); });
 }
 
 } // namespace
@@ -43,7 +44,8 @@ bool CompletionSummaryExtractor::isMeaningful(QStringView line)
     const QStringView trimmed = line.trimmed();
     if (trimmed.isEmpty() || ScreenText::startsWithCharacter(trimmed, toolResultGlyph))
         return false;
-    return std::ranges::any_of(trimmed, [](QChar c) { return !c.isSpace() && !ruleCharacters.contains(c); });
+    return std::ranges::any_of(trimmed,
+                               [](QChar c) { return !c.isSpace() && !ruleCharacters.contains(c); });
 }
 
 std::optional<QString> CompletionSummaryExtractor::extract(const QString& from, int characterLimit)
@@ -89,7 +91,8 @@ std::optional<QString> CompletionSummaryExtractor::extract(const QString& from, 
     QString summary = kept.join(u' ');
     if (const auto prose = behindBullet(summary))
         summary = prose->toString();
-    static const QRegularExpression whiteSpace(u"\\s+"_s, QRegularExpression::UseUnicodePropertiesOption);
+    static const QRegularExpression whiteSpace(u"\\s+"_s,
+                                               QRegularExpression::UseUnicodePropertiesOption);
     summary.replace(whiteSpace, u" "_s);
     summary = summary.trimmed();
     if (summary.isEmpty() || ScreenText::startsWithCharacter(summary, toolResultGlyph))

@@ -10,9 +10,17 @@
 struct CompletionSummaryExtractor {
     // Tested, in this order, on the lower-cased text behind a bullet.
     static constexpr QStringView noisePrefixes[] = {
-        u"ran ",       u"running ",  u"read ",     u"searched ", u"edited ",
-        u"wrote ",     u"explored ", u"working ",  u"you have ",
-        u"i\u2019m requesting approval", u"i'm requesting approval",
+        u"ran ",
+        u"running ",
+        u"read ",
+        u"searched ",
+        u"edited ",
+        u"wrote ",
+        u"explored ",
+        u"working ",
+        u"you have ",
+        u"i\u2019m requesting approval",
+        u"i'm requesting approval",
     };
     static constexpr QStringView bullets[] = {u"\u2022 ", u"\u25CF "}; // • ●
 

@@ -2,10 +2,15 @@
 
 #include "HerdrClient/Interaction/ScreenText.h"
 
+QString GenericScreenAdapter::adapterID() const
+{
+    return genericID.toString();
+}
 
-QString GenericScreenAdapter::adapterID() const { return genericID.toString(); }
-
-std::set<QString> GenericScreenAdapter::agentIDs() const { return {}; }
+std::set<QString> GenericScreenAdapter::agentIDs() const
+{
+    return {};
+}
 
 PendingInteraction GenericScreenAdapter::parse(const ScreenAdapterInput& input) const
 {

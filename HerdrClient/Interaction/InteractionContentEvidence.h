@@ -44,7 +44,10 @@ struct InteractionContentEvidence {
     {
         return std::get_if<InteractionCommandEvidence>(&value);
     }
-    const InteractionDiffEvidence* diff() const { return std::get_if<InteractionDiffEvidence>(&value); }
+    const InteractionDiffEvidence* diff() const
+    {
+        return std::get_if<InteractionDiffEvidence>(&value);
+    }
 
     bool operator==(const InteractionContentEvidence&) const = default;
 };

@@ -13,7 +13,7 @@ struct EnumNames;
 template <>
 struct EnumNames<InteractionKind> {
     static constexpr QStringView names[]{u"approval", u"question", u"reviewSubmit", u"freeText",
-                                      u"unknown"};
+                                         u"unknown"};
 };
 template <>
 struct EnumNames<InteractionChoiceKind> {
@@ -21,15 +21,15 @@ struct EnumNames<InteractionChoiceKind> {
 };
 template <>
 struct EnumNames<InteractionMechanism> {
-    static constexpr QStringView names[]{u"numberedShortcut", u"explicitShortcut", u"arrowNavigate",
-                                      u"multiSelect",      u"textEntry",        u"ambiguous",
-                                      u"manual"};
+    static constexpr QStringView names[]{
+        u"numberedShortcut", u"explicitShortcut", u"arrowNavigate", u"multiSelect",
+        u"textEntry",        u"ambiguous",        u"manual"};
 };
 template <>
 struct EnumNames<InteractionCapability> {
-    static constexpr QStringView names[]{u"approve",   u"deny",          u"selectOne",
-                                      u"selectMany", u"enterText",    u"navigateSteps",
-                                      u"manualTerminal"};
+    static constexpr QStringView names[]{u"approve",       u"deny",      u"selectOne",
+                                         u"selectMany",    u"enterText", u"navigateSteps",
+                                         u"manualTerminal"};
 };
 template <>
 struct EnumNames<InteractionSourceKind> {
@@ -80,11 +80,35 @@ template std::optional<InteractionConfidence> interactionEnumFromString(QStringV
 template std::optional<InteractionDiffLineKind> interactionEnumFromString(QStringView);
 template std::optional<InteractionSafetyState> interactionEnumFromString(QStringView);
 
-QString toString(InteractionKind value) { return name(value); }
-QString toString(InteractionChoiceKind value) { return name(value); }
-QString toString(InteractionMechanism value) { return name(value); }
-QString toString(InteractionCapability value) { return name(value); }
-QString toString(InteractionSourceKind value) { return name(value); }
-QString toString(InteractionConfidence value) { return name(value); }
-QString toString(InteractionDiffLineKind value) { return name(value); }
-QString toString(InteractionSafetyState value) { return name(value); }
+QString toString(InteractionKind value)
+{
+    return name(value);
+}
+QString toString(InteractionChoiceKind value)
+{
+    return name(value);
+}
+QString toString(InteractionMechanism value)
+{
+    return name(value);
+}
+QString toString(InteractionCapability value)
+{
+    return name(value);
+}
+QString toString(InteractionSourceKind value)
+{
+    return name(value);
+}
+QString toString(InteractionConfidence value)
+{
+    return name(value);
+}
+QString toString(InteractionDiffLineKind value)
+{
+    return name(value);
+}
+QString toString(InteractionSafetyState value)
+{
+    return name(value);
+}

@@ -2,12 +2,11 @@
 
 #include <algorithm>
 
-std::optional<InteractionProgress> InteractionProgress::ofWizard(const std::vector<InteractionStep>& steps,
-                                                                 std::optional<qint64> activeStep,
-                                                                 bool isReview)
+std::optional<InteractionProgress> InteractionProgress::ofWizard(
+    const std::vector<InteractionStep>& steps, std::optional<qint64> activeStep, bool isReview)
 {
-    const auto questions =
-        std::count_if(steps.begin(), steps.end(), [](const InteractionStep& s) { return !s.isSubmit; });
+    const auto questions = std::count_if(steps.begin(), steps.end(),
+                                         [](const InteractionStep& s) { return !s.isSubmit; });
     if (questions == 0)
         return std::nullopt;
     InteractionProgress progress;

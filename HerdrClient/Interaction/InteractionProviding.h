@@ -33,7 +33,9 @@ struct InteractionProviderError {
 // Why a prompt could not be read: the screen reader's own failure, a failed herdr request passed
 // on as it came, or what an agent's own server answered (or did not).
 struct InteractionReadFailure {
-    std::variant<InteractionProviderError, RequestFailure, std::shared_ptr<const AgentServerFailure>> error;
+    std::variant<InteractionProviderError, RequestFailure,
+                 std::shared_ptr<const AgentServerFailure>>
+        error;
 
     InteractionReadFailure(InteractionProviderError e) : error(std::move(e)) {}
     InteractionReadFailure(RequestFailure e) : error(std::move(e)) {}

@@ -14,7 +14,10 @@ QString decimal(const std::optional<qint64>& value)
     return value ? QString::number(*value) : QString();
 }
 
-QString flag(bool value) { return value ? u"1"_s : u"0"_s; }
+QString flag(bool value)
+{
+    return value ? u"1"_s : u"0"_s;
+}
 
 // Every part carries its UTF-8 length in front, so no choice of separator can make two lists
 // of parts collide.
@@ -70,11 +73,10 @@ JSONValue contentJSON(const InteractionContentEvidence& content)
                             .set(u"text"_s, line.text)
                             .value());
     }
-    return JSONValue::object(
-        {{u"diff"_s, RecordWriter()
-                         .set(u"filePath"_s, diff->filePath)
-                         .set(u"lines"_s, JSONValue(std::move(lines)))
-                         .value()}});
+    return JSONValue::object({{u"diff"_s, RecordWriter()
+                                              .set(u"filePath"_s, diff->filePath)
+                                              .set(u"lines"_s, JSONValue(std::move(lines)))
+                                              .value()}});
 }
 
 } // namespace

@@ -19,8 +19,7 @@ bool isPlainM(QStringView text, qsizetype position)
 
 bool isSolidRule(const QString& trimmed, QStringView characters)
 {
-    return ScreenText::consistsOf(trimmed, characters)
-        && ScreenText::characterCount(trimmed) >= 8;
+    return ScreenText::consistsOf(trimmed, characters) && ScreenText::characterCount(trimmed) >= 8;
 }
 
 } // namespace
@@ -29,11 +28,10 @@ PromptClassifier::PromptClassifier(ScreenAdapterRegistry registry) : m_registry(
 {
 }
 
-PendingInteraction PromptClassifier::classifyInteraction(QString paneID,
-                                                         std::optional<QString> agent, QString text,
-                                                         std::optional<QString> visibleANSIText,
-                                                         std::optional<quint64> paneRevision,
-                                                         std::optional<QString> currentTabLabel) const
+PendingInteraction PromptClassifier::classifyInteraction(
+    QString paneID, std::optional<QString> agent, QString text,
+    std::optional<QString> visibleANSIText, std::optional<quint64> paneRevision,
+    std::optional<QString> currentTabLabel) const
 {
     return m_registry.parse(ScreenAdapterInput{
         .paneID = std::move(paneID),
@@ -169,7 +167,7 @@ bool PromptClassifier::isInteractionFooter(QStringView line)
 {
     const QString lowered = line.toString().toLower();
     return lowered.contains(u"enter to select") || lowered.contains(u"to navigate")
-        || lowered.contains(u"esc to cancel") || lowered.contains(u"esc to interrupt");
+           || lowered.contains(u"esc to cancel") || lowered.contains(u"esc to interrupt");
 }
 
 std::optional<QString> PromptClassifier::interactionBody(const QString& text,

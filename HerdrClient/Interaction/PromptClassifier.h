@@ -73,8 +73,8 @@ public:
     static std::optional<ParsedOptionLine> parseOptionLine(QStringView line);
     static std::optional<QString> parseQuestionTitle(const QString& text);
     static std::optional<qsizetype> questionTitleIndex(const QStringList& lines, qsizetype before);
-    static std::vector<ParsedTerminalStep> parseWizardSteps(const QString& text,
-                                                            const std::optional<QString>& currentLabel);
+    static std::vector<ParsedTerminalStep> parseWizardSteps(
+        const QString& text, const std::optional<QString>& currentLabel);
     static std::optional<QString> interactionBody(const QString& text,
                                                   const std::optional<QString>& title);
     static QStringList optionDescriptionLines(const QStringList& lines, qsizetype after);

@@ -8,7 +8,10 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-bool isASCIIDigit(QChar c) { return c >= u'0' && c <= u'9'; }
+bool isASCIIDigit(QChar c)
+{
+    return c >= u'0' && c <= u'9';
+}
 
 bool startsWithAny(QStringView text, QStringView characters)
 {
@@ -53,7 +56,7 @@ std::optional<ParsedOptionLine> PromptClassifier::parseOptionLine(QStringView li
         if (close > 0) {
             const QString box = remainder.sliced(1, close - 1).trimmed();
             checked = box.contains(u"\u2713") || box.contains(u"\u2714")
-                   || box.compare(u"x", Qt::CaseInsensitive) == 0;
+                      || box.compare(u"x", Qt::CaseInsensitive) == 0;
             remainder = remainder.sliced(close + 1).trimmed();
         }
     }
@@ -105,9 +108,10 @@ std::vector<ParsedTerminalOption> PromptClassifier::parseNumberedOptions(const Q
         option.isSelected = parsed->selected;
         option.isChecked = parsed->checked;
         const QString lowered = option.label.toLower();
-        option.isTextEntry = lowered.contains(u"type something") || lowered.contains(u"chat about")
-                          || (option.description
-                              && option.description->compare(u"Submit", Qt::CaseInsensitive) == 0);
+        option.isTextEntry =
+            lowered.contains(u"type something") || lowered.contains(u"chat about")
+            || (option.description
+                && option.description->compare(u"Submit", Qt::CaseInsensitive) == 0);
         options.push_back(std::move(option));
     }
     return options;

@@ -15,8 +15,8 @@ QString withoutCharacters(QString text, QStringView characters)
 }
 
 // The steps of one candidate tab row, or nothing when the row does not look like one.
-std::optional<std::vector<ParsedTerminalStep>> stepsOfRow(const QString& row,
-                                                          const std::optional<QString>& currentLabel)
+std::optional<std::vector<ParsedTerminalStep>> stepsOfRow(
+    const QString& row, const std::optional<QString>& currentLabel)
 {
     constexpr qsizetype minimumPieces = 2;
     constexpr qsizetype maximumPieces = 8;
@@ -34,7 +34,7 @@ std::optional<std::vector<ParsedTerminalStep>> stepsOfRow(const QString& row,
     for (const QString& piece : pieces) {
         ParsedTerminalStep step;
         step.isAnswered = ScreenText::startsWithCharacter(piece, u"\u2612")
-                       || ScreenText::startsWithCharacter(piece, u"\u2611");
+                          || ScreenText::startsWithCharacter(piece, u"\u2611");
         step.isSubmit = piece.contains(u"Submit");
         step.label = withoutCharacters(piece, u"\u2612\u2611\u25A1\u2713\u2714").trimmed();
         if (!ScreenText::hasLetter(step.label)
@@ -76,10 +76,9 @@ std::optional<QString> PromptClassifier::highlightedTabLabel(QStringView ansiLin
         qsizetype end = ansiLine.indexOf(ScreenText::escape, m + 1);
         if (end < 0)
             end = ansiLine.size();
-        const QString label =
-            withoutCharacters(ansiLine.sliced(m + 1, end - m - 1).toString(),
-                              u"\u2612\u2611\u25A1\u2714\u2713\u203A\u00BB")
-                .trimmed();
+        const QString label = withoutCharacters(ansiLine.sliced(m + 1, end - m - 1).toString(),
+                                                u"\u2612\u2611\u25A1\u2714\u2713\u203A\u00BB")
+                                  .trimmed();
         if (ScreenText::hasLetter(label))
             return label;
         from = end;

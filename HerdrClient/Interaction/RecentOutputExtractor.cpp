@@ -7,7 +7,9 @@
 QString RecentOutputExtractor::extract(const QString& from, int lineLimit, int characterLimit)
 {
     QStringList lines = ScreenText::lines(ScreenText::normalizedLineEndings(from));
-    const auto blank = [](const QString& line) { return ScreenText::trimmedBlanks(line).isEmpty(); };
+    const auto blank = [](const QString& line) {
+        return ScreenText::trimmedBlanks(line).isEmpty();
+    };
     while (!lines.isEmpty() && blank(lines.first()))
         lines.removeFirst();
     while (!lines.isEmpty() && blank(lines.last()))

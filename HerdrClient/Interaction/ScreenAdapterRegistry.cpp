@@ -18,7 +18,8 @@ ScreenAdapterRegistry::ScreenAdapterRegistry(
 const ScreenAdapter& ScreenAdapterRegistry::adapter(const std::optional<QString>& agentID) const
 {
     if (agentID) {
-        if (const auto found = m_adaptersByAgentID.find(*agentID); found != m_adaptersByAgentID.end())
+        if (const auto found = m_adaptersByAgentID.find(*agentID);
+            found != m_adaptersByAgentID.end())
             return *found->second;
     }
     return *m_fallback;

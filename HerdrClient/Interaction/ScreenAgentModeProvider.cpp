@@ -28,7 +28,8 @@ constexpr qint64 statusLines = 16;
 
 } // namespace
 
-std::optional<AgentMode> ScreenAgentModeProvider::detectMode(QStringView agentID, const QString& terminalText)
+std::optional<AgentMode> ScreenAgentModeProvider::detectMode(QStringView agentID,
+                                                             const QString& terminalText)
 {
     if (!AgentModeCycling::supports(agentID))
         return std::nullopt;

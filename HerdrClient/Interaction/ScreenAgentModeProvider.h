@@ -20,8 +20,8 @@ public:
     // Reads nothing for an agent whose screen names no mode (see `detectMode`).
     QCoro::Task<AgentModeReading> mode(QString paneID, QString agentID) const;
 
-    // Only the agents of `AgentModeCycling` name their mode. The lowest line that names one wins: the status
-    // line stands at the bottom, and transcript text above it may quote any mode.
+    // Only the agents of `AgentModeCycling` name their mode. The lowest line that names one wins:
+    // the status line stands at the bottom, and transcript text above it may quote any mode.
     static std::optional<AgentMode> detectMode(QStringView agentID, const QString& terminalText);
 
 private:

@@ -7,7 +7,8 @@
 ScreenRecentOutputProvider::ScreenRecentOutputProvider(RequestSending& client, int requestLineLimit,
                                                        int displayLineLimit, int characterLimit)
     : m_reader(client), m_requestLineLimit(std::max(1, requestLineLimit)),
-      m_displayLineLimit(std::max(1, displayLineLimit)), m_characterLimit(std::max(1, characterLimit))
+      m_displayLineLimit(std::max(1, displayLineLimit)),
+      m_characterLimit(std::max(1, characterLimit))
 {
 }
 
@@ -16,7 +17,8 @@ QCoro::Task<RecentOutputResult> ScreenRecentOutputProvider::recentOutput(QString
     const PaneTextReader reader = m_reader;
     const int displayLineLimit = m_displayLineLimit;
     const int characterLimit = m_characterLimit;
-    const PaneReadParams params = PaneTextReader::recentUnwrappedText(std::move(paneID), m_requestLineLimit);
+    const PaneReadParams params =
+        PaneTextReader::recentUnwrappedText(std::move(paneID), m_requestLineLimit);
     const PaneTextResult text = co_await reader.read(params);
     if (!text)
         co_return std::unexpected(text.error());

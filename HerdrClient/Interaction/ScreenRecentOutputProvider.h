@@ -8,8 +8,8 @@
 class ScreenRecentOutputProvider final : public RecentOutputProviding {
 public:
     // Limits below 1 count as 1.
-    ScreenRecentOutputProvider(RequestSending& client, int requestLineLimit = 40, int displayLineLimit = 16,
-                               int characterLimit = 4096);
+    ScreenRecentOutputProvider(RequestSending& client, int requestLineLimit = 40,
+                               int displayLineLimit = 16, int characterLimit = 4096);
 
     // herdr's failure as it came; a reply without a text fails as a malformed response.
     QCoro::Task<RecentOutputResult> recentOutput(QString paneID) override;

@@ -11,13 +11,13 @@ bool extendsPrevious(QStringView text, qsizetype position)
 {
     if (position >= text.size())
         return false;
-    const char32_t code = QChar::surrogateToUcs4(text[position],
-                                                 position + 1 < text.size() ? text[position + 1] : QChar());
+    const char32_t code = QChar::surrogateToUcs4(
+        text[position], position + 1 < text.size() ? text[position + 1] : QChar());
     const QChar c = text[position];
     if (c.isHighSurrogate()) {
         const auto category = QChar::category(code);
         return category == QChar::Mark_NonSpacing || category == QChar::Mark_SpacingCombining
-            || category == QChar::Mark_Enclosing || (code >= 0x1F3FB && code <= 0x1F3FF);
+               || category == QChar::Mark_Enclosing || (code >= 0x1F3FB && code <= 0x1F3FF);
     }
     return c.isMark() || c == QChar(0x200C) || c == QChar(0x200D);
 }
@@ -48,7 +48,10 @@ bool containsTabBox(QStringView line)
     return false;
 }
 
-bool isTabRow(QStringView line) { return line.contains(u"Submit") && containsTabBox(line); }
+bool isTabRow(QStringView line)
+{
+    return line.contains(u"Submit") && containsTabBox(line);
+}
 
 QString normalizedLineEndings(QString text)
 {
@@ -57,7 +60,10 @@ QString normalizedLineEndings(QString text)
     return text;
 }
 
-QStringList lines(const QString& text) { return text.split(u'\n', Qt::KeepEmptyParts); }
+QStringList lines(const QString& text)
+{
+    return text.split(u'\n', Qt::KeepEmptyParts);
+}
 
 QString trimmedBlanks(QStringView text)
 {

@@ -12,13 +12,13 @@
 namespace ScreenText {
 
 // Glyphs the screens draw.
-inline constexpr QStringView cursorGlyphs[] = {u"\u276F", u"\u203A", u">"}; // ❯ › >
-inline constexpr QStringView tabBoxes = u"\u25A1\u2612\u2611";              // □ ☒ ☑
+inline constexpr QStringView cursorGlyphs[] = {u"\u276F", u"\u203A", u">"};  // ❯ › >
+inline constexpr QStringView tabBoxes = u"\u25A1\u2612\u2611";               // □ ☒ ☑
 inline constexpr QStringView answeredTabBoxes = u"\u2612\u2611";             // ☒ ☑
-inline constexpr QStringView solidRuleCharacters = u"\u2500\u254C\u2014";   // ─ ╌ —
+inline constexpr QStringView solidRuleCharacters = u"\u2500\u254C\u2014";    // ─ ╌ —
 inline constexpr QStringView titleSkippingRuleCharacters = u"\u2500\u2014-"; // ─ — -
-inline constexpr QStringView boxTopCorners = u"\u250C\u256D\u250F";         // ┌ ╭ ┏
-inline constexpr QStringView boxBottomCorners = u"\u2514\u2570\u2517";      // └ ╰ ┗
+inline constexpr QStringView boxTopCorners = u"\u250C\u256D\u250F";          // ┌ ╭ ┏
+inline constexpr QStringView boxBottomCorners = u"\u2514\u2570\u2517";       // └ ╰ ┗
 inline constexpr QStringView boxSides = u"\u2502\u2503";                     // │ ┃
 inline constexpr QChar escape = QChar(0x1B);
 
@@ -63,7 +63,7 @@ std::optional<qint64> integerValue(QStringView text);
 
 // A regular expression in the syntax the screen rules are written in (Unicode classes).
 // A pattern that does not compile is invalid and matches nothing.
-QRegularExpression pattern(const QString& source,
-                           QRegularExpression::PatternOptions options = QRegularExpression::NoPatternOption);
+QRegularExpression pattern(const QString& source, QRegularExpression::PatternOptions options =
+                                                      QRegularExpression::NoPatternOption);
 
 } // namespace ScreenText

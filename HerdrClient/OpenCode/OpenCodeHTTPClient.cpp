@@ -33,15 +33,16 @@ OpenCodeHTTPRequest replyRequest(const OpenCodePaneDescriptor& descriptor, const
                                  OpenCodePermissionReply reply)
 {
     const QByteArray target = "permission/" + OpenCodeHTTPClient::segment(requestID) + "/reply";
-    return {"POST", descriptor.endpoint, target, JSONValue::object({{u"reply"_s, toString(reply)}}).serialized()};
+    return {"POST", descriptor.endpoint, target,
+            JSONValue::object({{u"reply"_s, toString(reply)}}).serialized()};
 }
 
 // For servers from before the permission routes of their own.
-OpenCodeHTTPRequest olderReplyRequest(const OpenCodePaneDescriptor& descriptor, const QString& requestID,
-                                      OpenCodePermissionReply reply)
+OpenCodeHTTPRequest olderReplyRequest(const OpenCodePaneDescriptor& descriptor,
+                                      const QString& requestID, OpenCodePermissionReply reply)
 {
-    const QByteArray target = "session/" + OpenCodeHTTPClient::segment(descriptor.sessionID) + "/permissions/"
-                              + OpenCodeHTTPClient::segment(requestID);
+    const QByteArray target = "session/" + OpenCodeHTTPClient::segment(descriptor.sessionID)
+                              + "/permissions/" + OpenCodeHTTPClient::segment(requestID);
     return {"POST", descriptor.endpoint, target,
             JSONValue::object({{u"response"_s, toString(reply)}}).serialized()};
 }
@@ -49,7 +50,8 @@ OpenCodeHTTPRequest olderReplyRequest(const OpenCodePaneDescriptor& descriptor, 
 bool isNotFound(const OpenCodeNativeRequesting::Result<void>& sent)
 {
     const auto* refused = sent ? nullptr : sent.error().providerError();
-    return refused && refused->kind == OpenCodeNativeProviderError::Kind::rejectedStatus && refused->status == 404;
+    return refused && refused->kind == OpenCodeNativeProviderError::Kind::rejectedStatus
+           && refused->status == 404;
 }
 
 QCoro::Task<OpenCodeNativeRequesting::Result<std::vector<OpenCodePermissionRequest>>>
@@ -62,8 +64,8 @@ fetchPermissions(OpenCodePaneDescriptor descriptor, OpenCodeHTTPLimits limits)
     co_return decodeList<OpenCodePermissionRequest>(*json);
 }
 
-QCoro::Task<OpenCodeNativeRequesting::Result<std::optional<QString>>>
-fetchLastUserPrompt(OpenCodePaneDescriptor descriptor, OpenCodeHTTPLimits limits)
+QCoro::Task<OpenCodeNativeRequesting::Result<std::optional<QString>>> fetchLastUserPrompt(
+    OpenCodePaneDescriptor descriptor, OpenCodeHTTPLimits limits)
 {
     OpenCodeHTTPRequest request = get(descriptor, messagesTarget(descriptor));
     const auto json = co_await OpenCodeHTTPClient::fetchJSON(std::move(request), limits);
@@ -76,7 +78,8 @@ fetchLastUserPrompt(OpenCodePaneDescriptor descriptor, OpenCodeHTTPLimits limits
     co_return text;
 }
 
-QCoro::Task<OpenCodeNativeRequesting::Result<void>> postReply(OpenCodePaneDescriptor descriptor, QString requestID,
+QCoro::Task<OpenCodeNativeRequesting::Result<void>> postReply(OpenCodePaneDescriptor descriptor,
+                                                              QString requestID,
                                                               OpenCodePermissionReply reply,
                                                               OpenCodeHTTPLimits limits)
 {
@@ -104,14 +107,14 @@ OpenCodeHTTPClient::lastUserPrompt(OpenCodePaneDescriptor descriptor)
     return fetchLastUserPrompt(std::move(descriptor), m_limits);
 }
 
-QCoro::Task<OpenCodeNativeRequesting::Result<void>>
-OpenCodeHTTPClient::reply(OpenCodePaneDescriptor descriptor, QString requestID, OpenCodePermissionReply reply)
+QCoro::Task<OpenCodeNativeRequesting::Result<void>> OpenCodeHTTPClient::reply(
+    OpenCodePaneDescriptor descriptor, QString requestID, OpenCodePermissionReply reply)
 {
     return postReply(std::move(descriptor), std::move(requestID), reply, m_limits);
 }
 
-QCoro::Task<OpenCodeNativeRequesting::Result<JSONValue>> OpenCodeHTTPClient::fetchJSON(OpenCodeHTTPRequest request,
-                                                                                       OpenCodeHTTPLimits limits)
+QCoro::Task<OpenCodeNativeRequesting::Result<JSONValue>> OpenCodeHTTPClient::fetchJSON(
+    OpenCodeHTTPRequest request, OpenCodeHTTPLimits limits)
 {
     const auto response = co_await exchange(std::move(request), limits);
     if (!response)
@@ -122,8 +125,8 @@ QCoro::Task<OpenCodeNativeRequesting::Result<JSONValue>> OpenCodeHTTPClient::fet
     co_return std::move(*json);
 }
 
-QCoro::Task<OpenCodeNativeRequesting::Result<void>> OpenCodeHTTPClient::post(OpenCodeHTTPRequest request,
-                                                                             OpenCodeHTTPLimits limits)
+QCoro::Task<OpenCodeNativeRequesting::Result<void>> OpenCodeHTTPClient::post(
+    OpenCodeHTTPRequest request, OpenCodeHTTPLimits limits)
 {
     const auto response = co_await exchange(std::move(request), limits);
     if (!response)
@@ -131,11 +134,13 @@ QCoro::Task<OpenCodeNativeRequesting::Result<void>> OpenCodeHTTPClient::post(Ope
     co_return {};
 }
 
-QCoro::Task<OpenCodeHTTPResult> OpenCodeHTTPClient::exchange(OpenCodeHTTPRequest request, OpenCodeHTTPLimits limits)
+QCoro::Task<OpenCodeHTTPResult> OpenCodeHTTPClient::exchange(OpenCodeHTTPRequest request,
+                                                             OpenCodeHTTPLimits limits)
 {
     OpenCodeHTTPResult response = co_await OpenCodeHTTPExchange::send(std::move(request), limits);
     if (response && (response->status < 200 || response->status > 299))
-        co_return std::unexpected(Failure(OpenCodeNativeProviderError::rejectedStatus(response->status)));
+        co_return std::unexpected(
+            Failure(OpenCodeNativeProviderError::rejectedStatus(response->status)));
     co_return response;
 }
 

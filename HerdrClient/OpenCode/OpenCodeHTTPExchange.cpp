@@ -9,9 +9,11 @@
 
 using namespace Qt::StringLiterals;
 
-QCoro::Task<OpenCodeHTTPResult> OpenCodeHTTPExchange::send(OpenCodeHTTPRequest request, OpenCodeHTTPLimits limits)
+QCoro::Task<OpenCodeHTTPResult> OpenCodeHTTPExchange::send(OpenCodeHTTPRequest request,
+                                                           OpenCodeHTTPLimits limits)
 {
-    std::unique_ptr<OpenCodeHTTPExchange> exchange(new OpenCodeHTTPExchange(std::move(request), limits));
+    std::unique_ptr<OpenCodeHTTPExchange> exchange(
+        new OpenCodeHTTPExchange(std::move(request), limits));
     exchange->start();
     // `finished` is always queued, so it cannot go by before this await begins.
     co_await qCoro(exchange.get(), &OpenCodeHTTPExchange::finished);
@@ -55,15 +57,14 @@ std::vector<QHostAddress> OpenCodeHTTPExchange::addresses(const QUrl& endpoint)
 }
 
 OpenCodeHTTPExchange::OpenCodeHTTPExchange(OpenCodeHTTPRequest request, OpenCodeHTTPLimits limits)
-    : m_request(std::move(request)),
-      m_addresses(addresses(m_request.endpoint)),
-      m_reader(limits.maxBodyBytes),
-      m_deadlineDuration(limits.deadline)
+    : m_request(std::move(request)), m_addresses(addresses(m_request.endpoint)),
+      m_reader(limits.maxBodyBytes), m_deadlineDuration(limits.deadline)
 {
     m_socket.setProxy(QNetworkProxy::NoProxy);
     m_deadline.setSingleShot(true);
-    connect(&m_deadline, &QTimer::timeout, this,
-            [this] { finish(std::unexpected(OpenCodeTransportError{OpenCodeTransportError::Kind::timedOut})); });
+    connect(&m_deadline, &QTimer::timeout, this, [this] {
+        finish(std::unexpected(OpenCodeTransportError{OpenCodeTransportError::Kind::timedOut}));
+    });
     connect(&m_socket, &QTcpSocket::connected, this, &OpenCodeHTTPExchange::onConnected);
     connect(&m_socket, &QTcpSocket::readyRead, this, &OpenCodeHTTPExchange::onReadyRead);
     connect(&m_socket, &QTcpSocket::disconnected, this, &OpenCodeHTTPExchange::onEnd);
@@ -85,7 +86,8 @@ void OpenCodeHTTPExchange::connectNext()
     if (m_result)
         return;
     if (m_nextAddress >= m_addresses.size()) {
-        finish(std::unexpected(OpenCodeTransportError{OpenCodeTransportError::Kind::connectionRefused}));
+        finish(std::unexpected(
+            OpenCodeTransportError{OpenCodeTransportError::Kind::connectionRefused}));
         return;
     }
     m_socket.abort();
@@ -128,7 +130,8 @@ void OpenCodeHTTPExchange::onError(QAbstractSocket::SocketError error)
     }
     onReadyRead();
     if (!m_result)
-        finish(std::unexpected(OpenCodeTransportError{OpenCodeTransportError::Kind::connectionLost}));
+        finish(
+            std::unexpected(OpenCodeTransportError{OpenCodeTransportError::Kind::connectionLost}));
 }
 
 void OpenCodeHTTPExchange::take(OpenCodeHTTPResponseReader::State state)

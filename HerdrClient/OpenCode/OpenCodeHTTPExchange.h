@@ -45,7 +45,8 @@ class OpenCodeHTTPExchange final : public QObject {
 
 public:
     // Always ends, at the latest at the deadline.
-    static QCoro::Task<OpenCodeHTTPResult> send(OpenCodeHTTPRequest request, OpenCodeHTTPLimits limits);
+    static QCoro::Task<OpenCodeHTTPResult> send(OpenCodeHTTPRequest request,
+                                                OpenCodeHTTPLimits limits);
 
     // The bytes that go out, for `Connection: close`.
     static QByteArray requestBytes(const OpenCodeHTTPRequest& request);

@@ -35,7 +35,10 @@ std::optional<qint64> parseLength(QByteArrayView text)
 
 } // namespace
 
-OpenCodeHTTPResponseReader::OpenCodeHTTPResponseReader(qsizetype maxBodyBytes) : m_maxBodyBytes(maxBodyBytes) {}
+OpenCodeHTTPResponseReader::OpenCodeHTTPResponseReader(qsizetype maxBodyBytes)
+    : m_maxBodyBytes(maxBodyBytes)
+{
+}
 
 OpenCodeHTTPResponseReader::State OpenCodeHTTPResponseReader::fail(OpenCodeNativeFailure failure)
 {
@@ -133,18 +136,15 @@ bool OpenCodeHTTPResponseReader::parseHeaderLine(QByteArrayView line)
 OpenCodeHTTPResponseReader::State OpenCodeHTTPResponseReader::readBody()
 {
     switch (m_framing) {
-    case Framing::none:
-        return m_state = State::complete;
-    case Framing::chunked:
-        return readChunks();
+    case Framing::none: return m_state = State::complete;
+    case Framing::chunked: return readChunks();
     case Framing::length: {
         const qsizetype wanted = qsizetype(*m_contentLength) - m_body.size();
         m_body.append(QByteArrayView(m_buffer).first(qMin(wanted, m_buffer.size())));
         m_buffer.clear();
         return m_body.size() == *m_contentLength ? m_state = State::complete : State::incomplete;
     }
-    case Framing::untilClose:
-        break;
+    case Framing::untilClose: break;
     }
     if (m_body.size() + m_buffer.size() > m_maxBodyBytes)
         return fail(tooLarge());
@@ -167,7 +167,8 @@ OpenCodeHTTPResponseReader::State OpenCodeHTTPResponseReader::readChunks()
                 sizeText = sizeText.first(extension);
             sizeText = sizeText.trimmed();
             bool ok = !sizeText.isEmpty() && sizeText.size() <= 15
-                      && std::all_of(sizeText.begin(), sizeText.end(), [](char c) { return std::isxdigit(uchar(c)); });
+                      && std::all_of(sizeText.begin(), sizeText.end(),
+                                     [](char c) { return std::isxdigit(uchar(c)); });
             const qint64 size = ok ? sizeText.toByteArray().toLongLong(&ok, 16) : 0;
             if (!ok)
                 return fail(invalid());

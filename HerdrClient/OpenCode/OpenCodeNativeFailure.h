@@ -19,11 +19,15 @@ struct OpenCodeNativeFailure final : AgentServerFailure {
     {
         return std::get_if<OpenCodeNativeProviderError>(&error);
     }
-    const OpenCodeTransportError* transportError() const { return std::get_if<OpenCodeTransportError>(&error); }
+    const OpenCodeTransportError* transportError() const
+    {
+        return std::get_if<OpenCodeTransportError>(&error);
+    }
 
     bool isNoPendingPermission() const
     {
-        return providerError() && providerError()->kind == OpenCodeNativeProviderError::Kind::noPendingPermission;
+        return providerError()
+               && providerError()->kind == OpenCodeNativeProviderError::Kind::noPendingPermission;
     }
     // Nothing was delivered, or the server answered the reply with a refusal.
     bool replySurelyNotTaken() const override;

@@ -1,8 +1,8 @@
 #pragma once
 
+#include "HerdrClient/Interaction/InteractionProviding.h"
 #include "HerdrClient/OpenCode/OpenCodeNativeRequesting.h"
 #include "HerdrClient/OpenCode/OpenCodePaneRegistry.h"
-#include "HerdrClient/Interaction/InteractionProviding.h"
 
 #include <memory>
 
@@ -32,14 +32,14 @@ public:
 
     // The approval for one request. A failed look-up of the person's last words leaves
     // `userPrompt` absent and changes nothing else.
-    static PendingInteraction approval(const OpenCodePermissionRequest& request, const QString& paneID,
-                                       const std::optional<QString>& agentID,
+    static PendingInteraction approval(const OpenCodePermissionRequest& request,
+                                       const QString& paneID, const std::optional<QString>& agentID,
                                        const std::optional<quint64>& paneRevision,
                                        const std::optional<QString>& userPrompt);
 
     // The newest request of the session, since the list runs from oldest to newest.
-    static std::optional<OpenCodePermissionRequest>
-    newestRequest(const std::vector<OpenCodePermissionRequest>& requests, const QString& sessionID);
+    static std::optional<OpenCodePermissionRequest> newestRequest(
+        const std::vector<OpenCodePermissionRequest>& requests, const QString& sessionID);
 
 private:
     const OpenCodePaneRegistry& m_registry;

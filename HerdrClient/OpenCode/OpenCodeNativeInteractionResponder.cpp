@@ -25,11 +25,10 @@ InteractionResponderError goneMeanwhile(InteractionFingerprint expected)
     return error;
 }
 
-QCoro::Task<InteractionResponseOutcome> respondNatively(OpenCodeNativeInteractionProvider* provider,
-                                                        Lifetime::Guard providerAlive,
-                                                        std::shared_ptr<OpenCodeNativeRequesting> client,
-                                                        InteractionResponseRequest request,
-                                                        InteractionPhaseCallback onPhase)
+QCoro::Task<InteractionResponseOutcome> respondNatively(
+    OpenCodeNativeInteractionProvider* provider, Lifetime::Guard providerAlive,
+    std::shared_ptr<OpenCodeNativeRequesting> client, InteractionResponseRequest request,
+    InteractionPhaseCallback onPhase)
 {
     co_await tellPhase(onPhase, InteractionResponsePhase::revalidating);
     if (!providerAlive)
@@ -48,7 +47,8 @@ QCoro::Task<InteractionResponseOutcome> respondNatively(OpenCodeNativeInteractio
         co_return std::unexpected(reply.error());
 
     co_await tellPhase(onPhase, InteractionResponsePhase::sending);
-    const auto sent = co_await client->reply(fresh->descriptor, validated.interactionID.value_or(QString()), *reply);
+    const auto sent = co_await client->reply(fresh->descriptor,
+                                             validated.interactionID.value_or(QString()), *reply);
     if (!sent)
         co_return std::unexpected(InteractionResponseFailure(sent.error()));
 
@@ -57,7 +57,8 @@ QCoro::Task<InteractionResponseOutcome> respondNatively(OpenCodeNativeInteractio
     InteractionResponseResult result{validated, std::nullopt, {}};
     if (!providerAlive)
         co_return result;
-    const auto after = co_await provider->read(request.paneID, request.agentID, request.paneRevision);
+    const auto after =
+        co_await provider->read(request.paneID, request.agentID, request.paneRevision);
     if (after && after->interaction.fingerprint() != validated.fingerprint())
         result.settledInteraction = after->interaction;
     co_return result;
@@ -65,16 +66,17 @@ QCoro::Task<InteractionResponseOutcome> respondNatively(OpenCodeNativeInteractio
 
 } // namespace
 
-OpenCodeNativeInteractionResponder::OpenCodeNativeInteractionResponder(OpenCodeNativeInteractionProvider& provider,
-                                                                       std::shared_ptr<OpenCodeNativeRequesting> client)
+OpenCodeNativeInteractionResponder::OpenCodeNativeInteractionResponder(
+    OpenCodeNativeInteractionProvider& provider, std::shared_ptr<OpenCodeNativeRequesting> client)
     : m_provider(&provider), m_client(std::move(client))
 {
 }
 
-QCoro::Task<InteractionResponseOutcome> OpenCodeNativeInteractionResponder::respond(InteractionResponseRequest request,
-                                                                                    InteractionPhaseCallback onPhase)
+QCoro::Task<InteractionResponseOutcome> OpenCodeNativeInteractionResponder::respond(
+    InteractionResponseRequest request, InteractionPhaseCallback onPhase)
 {
-    return respondNatively(m_provider, m_provider->lifetime(), m_client, std::move(request), std::move(onPhase));
+    return respondNatively(m_provider, m_provider->lifetime(), m_client, std::move(request),
+                           std::move(onPhase));
 }
 
 std::expected<OpenCodePermissionReply, InteractionResponderError>
@@ -90,7 +92,8 @@ OpenCodeNativeInteractionResponder::reply(const InteractionResponseIntent& inten
             break;
         if (intent.index == 0)
             return OpenCodePermissionReply::once;
-        return intent.index == last ? OpenCodePermissionReply::reject : OpenCodePermissionReply::always;
+        return intent.index == last ? OpenCodePermissionReply::reject
+                                    : OpenCodePermissionReply::always;
     default: break;
     }
     return std::unexpected(InteractionResponderError::unsupportedIntent(interaction.kind, intent));

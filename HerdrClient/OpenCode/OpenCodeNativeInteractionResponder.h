@@ -24,8 +24,8 @@ public:
 
     // Approve and the first choice allow once, deny and the last choice reject, a choice between
     // allows always. Anything else is not an answer to a permission.
-    static std::expected<OpenCodePermissionReply, InteractionResponderError>
-    reply(const InteractionResponseIntent& intent, const PendingInteraction& interaction);
+    static std::expected<OpenCodePermissionReply, InteractionResponderError> reply(
+        const InteractionResponseIntent& intent, const PendingInteraction& interaction);
 
 private:
     OpenCodeNativeInteractionProvider* m_provider;

@@ -6,8 +6,10 @@ QString OpenCodeNativeProviderError::errorDescription() const
 {
     switch (kind) {
     case Kind::descriptorMissing: return u"Pane %1 names no opencode server to ask."_s.arg(paneID);
-    case Kind::noPendingPermission: return u"opencode has no permission request waiting in pane %1."_s.arg(paneID);
-    case Kind::rejectedStatus: return u"opencode's server answered with HTTP status %1."_s.arg(status);
+    case Kind::noPendingPermission:
+        return u"opencode has no permission request waiting in pane %1."_s.arg(paneID);
+    case Kind::rejectedStatus:
+        return u"opencode's server answered with HTTP status %1."_s.arg(status);
     case Kind::invalidResponse: break;
     }
     return u"opencode's server gave an answer that could not be read."_s;

@@ -18,7 +18,10 @@ struct OpenCodeNativeProviderError {
     {
         return {Kind::noPendingPermission, std::move(paneID), 0};
     }
-    static OpenCodeNativeProviderError rejectedStatus(int status) { return {Kind::rejectedStatus, {}, status}; }
+    static OpenCodeNativeProviderError rejectedStatus(int status)
+    {
+        return {Kind::rejectedStatus, {}, status};
+    }
     static OpenCodeNativeProviderError invalidResponse() { return {Kind::invalidResponse, {}, 0}; }
 
     QString errorDescription() const;

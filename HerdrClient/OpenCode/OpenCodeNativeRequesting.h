@@ -21,10 +21,11 @@ public:
     virtual ~OpenCodeNativeRequesting() = default;
 
     // Every pending permission the server knows of, of all its sessions, oldest first.
-    virtual QCoro::Task<Result<std::vector<OpenCodePermissionRequest>>>
-    pendingPermissions(OpenCodePaneDescriptor descriptor) = 0;
+    virtual QCoro::Task<Result<std::vector<OpenCodePermissionRequest>>> pendingPermissions(
+        OpenCodePaneDescriptor descriptor) = 0;
     // What the person last asked in the descriptor's session, if anything.
-    virtual QCoro::Task<Result<std::optional<QString>>> lastUserPrompt(OpenCodePaneDescriptor descriptor) = 0;
+    virtual QCoro::Task<Result<std::optional<QString>>> lastUserPrompt(
+        OpenCodePaneDescriptor descriptor) = 0;
     virtual QCoro::Task<Result<void>> reply(OpenCodePaneDescriptor descriptor, QString requestID,
                                             OpenCodePermissionReply reply) = 0;
 };

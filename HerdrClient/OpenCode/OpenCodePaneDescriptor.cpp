@@ -22,7 +22,8 @@ bool OpenCodePaneDescriptor::isLoopback(const QUrl& url)
 {
     if (!url.isValid() || url.scheme() != u"http"_s)
         return false;
-    if (!url.userName().isEmpty() || !url.password().isEmpty() || url.hasQuery() || url.hasFragment())
+    if (!url.userName().isEmpty() || !url.password().isEmpty() || url.hasQuery()
+        || url.hasFragment())
         return false;
     // An empty user part ("http://@127.0.0.1") still names a user.
     if (url.authority().contains(u'@'))

@@ -51,7 +51,8 @@ std::optional<QString> OpenCodeSessionMessage::userText() const
     return texts.join(u'\n');
 }
 
-std::optional<QString> OpenCodeSessionMessage::lastUserText(const std::vector<OpenCodeSessionMessage>& messages)
+std::optional<QString> OpenCodeSessionMessage::lastUserText(
+    const std::vector<OpenCodeSessionMessage>& messages)
 {
     for (const OpenCodeSessionMessage& message : std::views::reverse(messages)) {
         if (auto text = message.userText())

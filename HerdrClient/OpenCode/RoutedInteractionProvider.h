@@ -1,7 +1,7 @@
 #pragma once
 
-#include "HerdrClient/OpenCode/OpenCodePaneRegistry.h"
 #include "HerdrClient/Interaction/InteractionProviding.h"
+#include "HerdrClient/OpenCode/OpenCodePaneRegistry.h"
 
 // Reads a pane that names its opencode server from that server, and every other pane from its
 // screen. A native pane's failure is passed on and never read from the screen instead: for such

@@ -10,7 +10,8 @@ QString ActionError::errorDescription() const
         return u"Couldn't confirm that pane %1 is still working. Nothing was sent."_s.arg(paneID);
     case Kind::interruptPaneNoLongerWorking:
         return u"This agent is now %1. Nothing was sent."_s.arg(toString(status));
-    case Kind::messagePaneUnreadable: return u"Couldn't read pane %1 before sending. Nothing was sent."_s.arg(paneID);
+    case Kind::messagePaneUnreadable:
+        return u"Couldn't read pane %1 before sending. Nothing was sent."_s.arg(paneID);
     case Kind::messagePaneBlocked: break;
     }
     return u"The orchestrator is showing its own prompt. Answer it or Jump first. Nothing was sent."_s;

@@ -22,7 +22,10 @@ struct ActionError {
     QString paneID;
     AgentStatus status = AgentStatus::unknown; // interruptPaneNoLongerWorking
 
-    static ActionError keysRejected(QString message) { return {Kind::keysRejected, std::move(message), {}}; }
+    static ActionError keysRejected(QString message)
+    {
+        return {Kind::keysRejected, std::move(message), {}};
+    }
     static ActionError interruptPaneUnreadable(QString paneID)
     {
         return {Kind::interruptPaneUnreadable, {}, std::move(paneID)};
@@ -35,7 +38,10 @@ struct ActionError {
     {
         return {Kind::messagePaneUnreadable, {}, std::move(paneID)};
     }
-    static ActionError messagePaneBlocked(QString paneID) { return {Kind::messagePaneBlocked, {}, std::move(paneID)}; }
+    static ActionError messagePaneBlocked(QString paneID)
+    {
+        return {Kind::messagePaneBlocked, {}, std::move(paneID)};
+    }
 
     QString errorDescription() const;
     bool operator==(const ActionError&) const = default;
@@ -54,7 +60,10 @@ struct ActionFailure {
 
     const ActionError* actionError() const { return std::get_if<ActionError>(&error); }
     const RequestFailure* requestFailure() const { return std::get_if<RequestFailure>(&error); }
-    bool isKeysRejected() const { return actionError() && actionError()->kind == ActionError::Kind::keysRejected; }
+    bool isKeysRejected() const
+    {
+        return actionError() && actionError()->kind == ActionError::Kind::keysRejected;
+    }
 
     QString errorDescription() const;
     bool operator==(const ActionFailure&) const = default;

@@ -51,8 +51,7 @@ QCoro::Task<ActionOutcome> Actions::reply(QString paneID, QString text, bool sub
     if (!typed)
         co_return std::unexpected(typed.error());
     if (submit) {
-        const auto entered =
-            co_await self.send(u"pane.send_keys"_s, oneKey(paneID, u"enter"_s));
+        const auto entered = co_await self.send(u"pane.send_keys"_s, oneKey(paneID, u"enter"_s));
         if (!entered)
             co_return std::unexpected(entered.error());
     }
@@ -110,13 +109,13 @@ QCoro::Task<ActionOutcome> Actions::interrupt(QString paneID) const
     co_return ActionResult::sent();
 }
 
-QCoro::Task<std::expected<void, RequestFailure>>
-Actions::focusPath(QString paneID, std::optional<QString> workspaceID, std::optional<QString> tabID) const
+QCoro::Task<std::expected<void, RequestFailure>> Actions::focusPath(
+    QString paneID, std::optional<QString> workspaceID, std::optional<QString> tabID) const
 {
     const RequestSendingHandle client = m_client;
     if (workspaceID) {
         const auto r = co_await client.request(u"workspace.focus"_s,
-                                                idParams(u"workspace_id"_s, *workspaceID));
+                                               idParams(u"workspace_id"_s, *workspaceID));
         if (!r)
             co_return std::unexpected(r.error());
     }
@@ -148,15 +147,17 @@ QCoro::Task<ActionOutcome> Actions::jump(QString paneID, std::optional<QString> 
     const auto focused = co_await self.focusPath(paneID, workspaceID, tabID);
     if (!focused) {
         const HerdrError* herdr = focused.error().herdrError();
-        if (herdr && herdr->kind == HerdrError::Kind::api &&
-            (herdr->code.contains(u"detached"_s) || herdr->message.toLower().contains(u"detached"_s)))
+        if (herdr && herdr->kind == HerdrError::Kind::api
+            && (herdr->code.contains(u"detached"_s)
+                || herdr->message.toLower().contains(u"detached"_s)))
             co_return ActionResult{ActionResult::Kind::needsAttach, {}};
         co_return std::unexpected(ActionFailure(focused.error()));
     }
     TerminalPresenting* shown = presenter ? presenter : self.m_terminal;
     const TerminalPresentation presentation =
         shown ? shown->present()
-              : TerminalPresentation::unavailable(TerminalPresentationFailure::noSupportedTerminalRunning());
+              : TerminalPresentation::unavailable(
+                  TerminalPresentationFailure::noSupportedTerminalRunning());
     // A terminal coming forward can move herdr's focus with it; focus once more after it settles.
     co_await self.m_clock.sleep(Seconds(0.12));
     co_await self.focusPath(paneID, workspaceID, tabID);

@@ -12,7 +12,10 @@ struct IdlePromptSenderError {
     QString paneID;
     AgentStatus status = AgentStatus::unknown; // paneNoLongerIdle
 
-    static IdlePromptSenderError unreadablePane(QString paneID) { return {Kind::unreadablePane, std::move(paneID)}; }
+    static IdlePromptSenderError unreadablePane(QString paneID)
+    {
+        return {Kind::unreadablePane, std::move(paneID)};
+    }
     static IdlePromptSenderError paneNoLongerIdle(QString paneID, AgentStatus status)
     {
         return {Kind::paneNoLongerIdle, std::move(paneID), status};

@@ -17,7 +17,10 @@ struct IdlePromptSendFailure {
     IdlePromptSendFailure(IdlePromptSenderError e) : error(std::move(e)) {}
     IdlePromptSendFailure(ActionFailure e) : error(std::move(e)) {}
 
-    const IdlePromptSenderError* senderError() const { return std::get_if<IdlePromptSenderError>(&error); }
+    const IdlePromptSenderError* senderError() const
+    {
+        return std::get_if<IdlePromptSenderError>(&error);
+    }
     const ActionFailure* actionFailure() const { return std::get_if<ActionFailure>(&error); }
 
     QString errorDescription() const

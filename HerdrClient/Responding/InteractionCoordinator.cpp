@@ -8,34 +8,36 @@ using namespace Qt::StringLiterals;
 namespace {
 
 // Adds a pane once: the first reason stays.
-void appendRefresh(std::vector<std::pair<QString, InteractionRefreshReason>>& list, const QString& paneID,
-                   InteractionRefreshReason reason)
+void appendRefresh(std::vector<std::pair<QString, InteractionRefreshReason>>& list,
+                   const QString& paneID, InteractionRefreshReason reason)
 {
-    const bool listed = std::ranges::any_of(list, [&](const auto& entry) { return entry.first == paneID; });
+    const bool listed =
+        std::ranges::any_of(list, [&](const auto& entry) { return entry.first == paneID; });
     if (!listed)
         list.emplace_back(paneID, reason);
 }
 
 } // namespace
 
-InteractionCoordinator::InteractionCoordinator(InteractionProviding& reader, InteractionResponding& responder,
-                                               Clock clock, Settings settings, QObject* parent)
+InteractionCoordinator::InteractionCoordinator(InteractionProviding& reader,
+                                               InteractionResponding& responder, Clock clock,
+                                               Settings settings, QObject* parent)
     : QObject(parent), m_reader(&reader), m_responder(&responder), m_clock(std::move(clock)),
       m_settings(settings)
 {
     m_settings.fallbackPollInterval = std::max(1, m_settings.fallbackPollInterval);
 }
 
-InteractionCoordinator::InteractionCoordinator(InteractionProviding& reader, InteractionResponding& responder,
-                                               Clock clock, QObject* parent)
+InteractionCoordinator::InteractionCoordinator(InteractionProviding& reader,
+                                               InteractionResponding& responder, Clock clock,
+                                               QObject* parent)
     : InteractionCoordinator(reader, responder, std::move(clock), Settings{}, parent)
 {
 }
 
-QCoro::Task<InteractionReconcileResult> InteractionCoordinator::reconcile(std::vector<InteractionPaneSnapshot> panes,
-                                                                          std::vector<QString> newlyBlockedPaneIDs,
-                                                                          bool preserveSelectedResolvedPane,
-                                                                          bool countsTowardFallbackCadence)
+QCoro::Task<InteractionReconcileResult> InteractionCoordinator::reconcile(
+    std::vector<InteractionPaneSnapshot> panes, std::vector<QString> newlyBlockedPaneIDs,
+    bool preserveSelectedResolvedPane, bool countsTowardFallbackCadence)
 {
     InteractionReconcileResult result;
     if (countsTowardFallbackCadence)
@@ -70,7 +72,8 @@ QCoro::Task<InteractionReconcileResult> InteractionCoordinator::reconcile(std::v
     for (const QString& paneID : leaving) {
         archiveAndRemove(paneID);
         result.removedPaneIDs.push_back(paneID);
-        if (m_selectedPaneID == paneID && !(m_knownPanes.contains(paneID) && preserveSelectedResolvedPane))
+        if (m_selectedPaneID == paneID
+            && !(m_knownPanes.contains(paneID) && preserveSelectedResolvedPane))
             setSelectedPaneID(std::nullopt);
     }
     if (m_selectedPaneID) {
@@ -105,7 +108,8 @@ QCoro::Task<InteractionReconcileResult> InteractionCoordinator::reconcile(std::v
         if (!existing || existing->phase != PaneInteractionPhase::idle)
             continue;
         const auto reading = m_refreshingGenerations.find(paneID);
-        if (reading != m_refreshingGenerations.end() && reading->second == existing->blockedSequence)
+        if (reading != m_refreshingGenerations.end()
+            && reading->second == existing->blockedSequence)
             continue;
         if (pane.revision && existing->lastRevision && *pane.revision != *existing->lastRevision)
             appendRefresh(refreshes, paneID, InteractionRefreshReason::revisionChanged);
@@ -196,7 +200,8 @@ void InteractionCoordinator::cacheCompletionSummary(QString text, const QString&
 {
     const QString trimmed = text.trimmed();
     const auto known = m_knownPanes.find(paneID);
-    if (trimmed.isEmpty() || known == m_knownPanes.end() || known->second.isBlocked || known->second.isWorking)
+    if (trimmed.isEmpty() || known == m_knownPanes.end() || known->second.isBlocked
+        || known->second.isWorking)
         return;
     const auto stored = m_completionSummaries.find(paneID);
     if (stored != m_completionSummaries.end() && stored->second == trimmed)
@@ -224,7 +229,8 @@ bool InteractionCoordinator::setDraftText(QString text, const QString& paneID)
         store(std::move(copy));
         return false;
     }
-    copy.draft = {std::move(text), copy.interaction->fingerprint(), InteractionDraftState::attached};
+    copy.draft = {std::move(text), copy.interaction->fingerprint(),
+                  InteractionDraftState::attached};
     store(std::move(copy));
     return true;
 }
@@ -232,7 +238,8 @@ bool InteractionCoordinator::setDraftText(QString text, const QString& paneID)
 bool InteractionCoordinator::confirmDraftReuse(const QString& paneID)
 {
     const PaneInteractionState* existing = record(paneID);
-    if (!existing || !existing->interaction || existing->draft.state != InteractionDraftState::stale)
+    if (!existing || !existing->interaction
+        || existing->draft.state != InteractionDraftState::stale)
         return false;
     PaneInteractionState copy = *existing;
     copy.draft.fingerprint = copy.interaction->fingerprint();
@@ -339,7 +346,8 @@ QCoro::Task<bool> InteractionCoordinator::refresh(QString paneID, InteractionRef
         setPhase(PaneInteractionPhase::reading, paneID);
 
     QPointer<InteractionCoordinator> self{this};
-    InteractionReadResult read = co_await m_reader->interaction(paneID, pane.agentID, pane.revision);
+    InteractionReadResult read =
+        co_await m_reader->interaction(paneID, pane.agentID, pane.revision);
     if (!self)
         co_return false;
     if (const auto reading = m_refreshingGenerations.find(paneID);
@@ -347,7 +355,8 @@ QCoro::Task<bool> InteractionCoordinator::refresh(QString paneID, InteractionRef
         m_refreshingGenerations.erase(reading);
 
     const PaneInteractionState* now = record(paneID, generation);
-    const PaneInteractionPhase expectedPhase = showsReading ? PaneInteractionPhase::reading : PaneInteractionPhase::idle;
+    const PaneInteractionPhase expectedPhase =
+        showsReading ? PaneInteractionPhase::reading : PaneInteractionPhase::idle;
     if (!now || now->phase != expectedPhase)
         co_return false;
     if (read) {
@@ -361,15 +370,16 @@ QCoro::Task<bool> InteractionCoordinator::refresh(QString paneID, InteractionRef
 }
 
 void InteractionCoordinator::install(const PendingInteraction& interaction, const QString& paneID,
-                                     InteractionRefreshReason reason, std::optional<quint64> observedRevision,
-                                     bool preservingPhase)
+                                     InteractionRefreshReason reason,
+                                     std::optional<quint64> observedRevision, bool preservingPhase)
 {
     const PaneInteractionState* existing = record(paneID);
     if (!existing)
         return;
     PaneInteractionState copy = *existing;
     const InteractionFingerprint fingerprint = interaction.fingerprint();
-    if (copy.draft.fingerprint && !copy.draft.text.isEmpty() && *copy.draft.fingerprint != fingerprint)
+    if (copy.draft.fingerprint && !copy.draft.text.isEmpty()
+        && *copy.draft.fingerprint != fingerprint)
         copy.draft.state = InteractionDraftState::stale;
     const auto known = m_knownPanes.find(paneID);
     if (known != m_knownPanes.end() && known->second.agentID)

@@ -45,17 +45,17 @@ public:
         // false and every waiting pane is re-read on the fallback cadence. The session runtime
         // builds its coordinator with these defaults.
         bool revisionReliable = false;
-        int settleAttempts = 8;                              // reads of a manual action's watch
-        std::chrono::nanoseconds settleDelay{160'000'000};   // pause before each of them
+        int settleAttempts = 8;                            // reads of a manual action's watch
+        std::chrono::nanoseconds settleDelay{160'000'000}; // pause before each of them
     };
 
     // A command that goes around the planner (an interrupt, a raw key, a mode change).
     using ManualAction = std::function<QCoro::Task<ActionSendResult>()>;
 
-    InteractionCoordinator(InteractionProviding& reader, InteractionResponding& responder, Clock clock,
-                           Settings settings, QObject* parent = nullptr);
-    InteractionCoordinator(InteractionProviding& reader, InteractionResponding& responder, Clock clock,
-                           QObject* parent = nullptr);
+    InteractionCoordinator(InteractionProviding& reader, InteractionResponding& responder,
+                           Clock clock, Settings settings, QObject* parent = nullptr);
+    InteractionCoordinator(InteractionProviding& reader, InteractionResponding& responder,
+                           Clock clock, QObject* parent = nullptr);
 
     // One cycle of the session: forget panes that stopped waiting, make records for new ones,
     // and read those that need it, one after the other.
@@ -74,7 +74,10 @@ public:
 
     const std::map<QString, PaneInteractionState>& states() const { return m_states; }
     const std::optional<QString>& selectedPaneID() const { return m_selectedPaneID; }
-    const std::map<QString, PaneInteractionDraft>& archivedDrafts() const { return m_archivedDrafts; }
+    const std::map<QString, PaneInteractionDraft>& archivedDrafts() const
+    {
+        return m_archivedDrafts;
+    }
     const std::map<QString, QString>& completionSummaries() const { return m_completionSummaries; }
     const Settings& settings() const { return m_settings; }
 
@@ -117,8 +120,9 @@ private:
     bool ensureBlockedState(const QString& paneID);
     void ensureStateForKnownPane(const QString& paneID);
     QCoro::Task<bool> refresh(QString paneID, InteractionRefreshReason reason);
-    void install(const PendingInteraction& interaction, const QString& paneID, InteractionRefreshReason reason,
-                 std::optional<quint64> observedRevision, bool preservingPhase);
+    void install(const PendingInteraction& interaction, const QString& paneID,
+                 InteractionRefreshReason reason, std::optional<quint64> observedRevision,
+                 bool preservingPhase);
     void archiveAndRemove(const QString& paneID);
     void setPhase(PaneInteractionPhase phase, const QString& paneID);
     void setError(std::optional<QString> message, const QString& paneID);
@@ -126,11 +130,13 @@ private:
 
     void applyResponsePhase(InteractionResponsePhase phase, const QString& paneID,
                             const InteractionFingerprint& expected, quint64 generation);
-    QCoro::Task<> settleManual(QString paneID, std::optional<PendingInteraction> original, quint64 generation);
+    QCoro::Task<> settleManual(QString paneID, std::optional<PendingInteraction> original,
+                               quint64 generation);
     // The responder's `onPhase`: hops to the main thread and does nothing once the coordinator
     // is gone.
-    static QCoro::Task<> deliverPhase(QPointer<InteractionCoordinator> coordinator, InteractionResponsePhase phase,
-                                      QString paneID, InteractionFingerprint expected, quint64 generation);
+    static QCoro::Task<> deliverPhase(QPointer<InteractionCoordinator> coordinator,
+                                      InteractionResponsePhase phase, QString paneID,
+                                      InteractionFingerprint expected, quint64 generation);
 
     InteractionProviding* m_reader;
     InteractionResponding* m_responder;

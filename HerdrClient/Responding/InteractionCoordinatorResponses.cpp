@@ -26,7 +26,8 @@ QCoro::Task<bool> InteractionCoordinator::respond(QString paneID, InteractionRes
     const InteractionResponseRequest request{paneID, pane.agentID, pane.revision, expected, intent};
 
     QPointer<InteractionCoordinator> self{this};
-    InteractionPhaseCallback onPhase = [self, paneID, expected, generation](InteractionResponsePhase phase) {
+    InteractionPhaseCallback onPhase = [self, paneID, expected,
+                                        generation](InteractionResponsePhase phase) {
         return deliverPhase(self, phase, paneID, expected, generation);
     };
     InteractionResponseOutcome outcome = co_await m_responder->respond(request, std::move(onPhase));
@@ -53,8 +54,8 @@ QCoro::Task<bool> InteractionCoordinator::respond(QString paneID, InteractionRes
     if (failure.isStale() && failure.responderError()->actual) {
         // Show what the terminal shows now, then say why nothing went out; the install and the
         // refresh both clear `error`, so the message comes last.
-        install(*failure.responderError()->actual, paneID, InteractionRefreshReason::responseSettled,
-                request.paneRevision, false);
+        install(*failure.responderError()->actual, paneID,
+                InteractionRefreshReason::responseSettled, request.paneRevision, false);
         setPhase(PaneInteractionPhase::idle, paneID);
         co_await refresh(paneID, InteractionRefreshReason::responseSettled);
         if (!self || !record(paneID, generation))
@@ -67,7 +68,8 @@ QCoro::Task<bool> InteractionCoordinator::respond(QString paneID, InteractionRes
     co_return false;
 }
 
-QCoro::Task<bool> InteractionCoordinator::performManualAction(QString paneID, ManualAction operation)
+QCoro::Task<bool> InteractionCoordinator::performManualAction(QString paneID,
+                                                              ManualAction operation)
 {
     ensureStateForKnownPane(paneID);
     const PaneInteractionState* existing = record(paneID);
@@ -120,8 +122,10 @@ void InteractionCoordinator::ensureStateForKnownPane(const QString& paneID)
     store(std::move(fresh));
 }
 
-void InteractionCoordinator::applyResponsePhase(InteractionResponsePhase phase, const QString& paneID,
-                                                const InteractionFingerprint& expected, quint64 generation)
+void InteractionCoordinator::applyResponsePhase(InteractionResponsePhase phase,
+                                                const QString& paneID,
+                                                const InteractionFingerprint& expected,
+                                                quint64 generation)
 {
     const PaneInteractionState* existing = record(paneID, generation);
     if (!existing || !existing->interaction || existing->interaction->fingerprint() != expected)
@@ -133,7 +137,8 @@ void InteractionCoordinator::applyResponsePhase(InteractionResponsePhase phase, 
 
 QCoro::Task<> InteractionCoordinator::deliverPhase(QPointer<InteractionCoordinator> coordinator,
                                                    InteractionResponsePhase phase, QString paneID,
-                                                   InteractionFingerprint expected, quint64 generation)
+                                                   InteractionFingerprint expected,
+                                                   quint64 generation)
 {
     QCoreApplication* application = QCoreApplication::instance();
     if (application && QThread::currentThread() != application->thread()) {
@@ -151,7 +156,8 @@ QCoro::Task<> InteractionCoordinator::deliverPhase(QPointer<InteractionCoordinat
         coordinator->applyResponsePhase(phase, paneID, expected, generation);
 }
 
-QCoro::Task<> InteractionCoordinator::settleManual(QString paneID, std::optional<PendingInteraction> original,
+QCoro::Task<> InteractionCoordinator::settleManual(QString paneID,
+                                                   std::optional<PendingInteraction> original,
                                                    quint64 generation)
 {
     if (m_settings.settleAttempts < 1 || !m_knownPanes.contains(paneID))
@@ -169,7 +175,8 @@ QCoro::Task<> InteractionCoordinator::settleManual(QString paneID, std::optional
         co_await m_clock.sleep(std::chrono::duration_cast<Seconds>(m_settings.settleDelay));
         if (!self || !stillSettling(this))
             co_return;
-        InteractionReadResult read = co_await m_reader->interaction(paneID, pane.agentID, pane.revision);
+        InteractionReadResult read =
+            co_await m_reader->interaction(paneID, pane.agentID, pane.revision);
         if (!self || !read || !stillSettling(this))
             co_return;
         install(*read, paneID, InteractionRefreshReason::manualSettled, pane.revision, true);

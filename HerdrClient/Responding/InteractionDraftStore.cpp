@@ -21,7 +21,8 @@ bool isFingerprint(const QString& text)
 
 std::unexpected<InteractionDraftFileError> malformed(QString detail)
 {
-    return std::unexpected(InteractionDraftFileError{InteractionDraftFileError::Kind::malformed, std::move(detail)});
+    return std::unexpected(
+        InteractionDraftFileError{InteractionDraftFileError::Kind::malformed, std::move(detail)});
 }
 
 std::optional<InteractionDraft> draftFrom(const JSONValue& entry)
@@ -30,16 +31,18 @@ std::optional<InteractionDraft> draftFrom(const JSONValue& entry)
     const JSONValue* fingerprint = entry.member(u"fingerprint");
     const JSONValue* text = entry.member(u"text");
     const JSONValue* state = entry.member(u"state");
-    if (!pane || !fingerprint || !text || !state || !pane->stringValue() || !fingerprint->stringValue()
-        || !text->stringValue() || !state->stringValue())
+    if (!pane || !fingerprint || !text || !state || !pane->stringValue()
+        || !fingerprint->stringValue() || !text->stringValue() || !state->stringValue())
         return std::nullopt;
-    const std::optional<InteractionDraftState> draftState = interactionDraftStateFromString(*state->stringValue());
+    const std::optional<InteractionDraftState> draftState =
+        interactionDraftStateFromString(*state->stringValue());
     if (pane->stringValue()->isEmpty() || !isFingerprint(*fingerprint->stringValue()) || !draftState
         || text->stringValue()->size() > maximumTextLength)
         return std::nullopt;
-    return InteractionDraft{{*pane->stringValue(), InteractionFingerprint(*fingerprint->stringValue())},
-                            *text->stringValue(),
-                            *draftState};
+    return InteractionDraft{
+        {*pane->stringValue(), InteractionFingerprint(*fingerprint->stringValue())},
+        *text->stringValue(),
+        *draftState};
 }
 
 } // namespace
@@ -80,11 +83,13 @@ bool InteractionDraftStore::setText(QString text, const PendingInteraction& inte
     const auto found = m_drafts.find(key);
     if (found != m_drafts.end() && found->second.state == InteractionDraftState::stale)
         return false;
-    m_drafts.insert_or_assign(key, InteractionDraft{key, std::move(text), InteractionDraftState::attached});
+    m_drafts.insert_or_assign(
+        key, InteractionDraft{key, std::move(text), InteractionDraftState::attached});
     return true;
 }
 
-std::optional<InteractionDraft> InteractionDraftStore::draft(const PendingInteraction& interaction) const
+std::optional<InteractionDraft> InteractionDraftStore::draft(
+    const PendingInteraction& interaction) const
 {
     const auto found = m_drafts.find({interaction.paneID, interaction.fingerprint()});
     if (found == m_drafts.end())
@@ -112,20 +117,23 @@ void InteractionDraftStore::markStale(const InteractionDraftKey& key)
         found->second.state = InteractionDraftState::stale;
 }
 
-std::expected<void, InteractionDraftFileError> InteractionDraftStore::save(const QString& path) const
+std::expected<void, InteractionDraftFileError> InteractionDraftStore::save(
+    const QString& path) const
 {
     JSONValue::Array entries;
     for (const auto& [key, draft] : m_drafts) {
-        entries.push_back(JSONValue::object({{u"paneID"_s, JSONValue(key.paneID)},
-                                             {u"fingerprint"_s, JSONValue(key.fingerprint.rawValue)},
-                                             {u"text"_s, JSONValue(draft.text)},
-                                             {u"state"_s, JSONValue(toString(draft.state))}}));
+        entries.push_back(
+            JSONValue::object({{u"paneID"_s, JSONValue(key.paneID)},
+                               {u"fingerprint"_s, JSONValue(key.fingerprint.rawValue)},
+                               {u"text"_s, JSONValue(draft.text)},
+                               {u"state"_s, JSONValue(toString(draft.state))}}));
     }
     const JSONValue document = JSONValue::object(
         {{u"version"_s, JSONValue(fileVersion)}, {u"drafts"_s, JSONValue(std::move(entries))}});
 
     const auto failed = [&](const QString& detail) {
-        return std::unexpected(InteractionDraftFileError{InteractionDraftFileError::Kind::unwritable, detail});
+        return std::unexpected(
+            InteractionDraftFileError{InteractionDraftFileError::Kind::unwritable, detail});
     };
     QSaveFile file(path);
     if (!file.open(QIODevice::WriteOnly))
@@ -138,7 +146,8 @@ std::expected<void, InteractionDraftFileError> InteractionDraftStore::save(const
     return {};
 }
 
-std::expected<InteractionDraftStore, InteractionDraftFileError> InteractionDraftStore::load(const QString& path)
+std::expected<InteractionDraftStore, InteractionDraftFileError> InteractionDraftStore::load(
+    const QString& path)
 {
     const auto bytes = BoundedFile::read(path, maximumFileBytes, BoundedFile::Links::follow);
     if (!bytes) {
@@ -146,8 +155,8 @@ std::expected<InteractionDraftStore, InteractionDraftFileError> InteractionDraft
             return InteractionDraftStore{};
         if (bytes.error() == BoundedFile::Failure::tooLarge)
             return malformed(u"the file is too large"_s);
-        return std::unexpected(
-            InteractionDraftFileError{InteractionDraftFileError::Kind::unreadable, u"not a readable file"_s});
+        return std::unexpected(InteractionDraftFileError{
+            InteractionDraftFileError::Kind::unreadable, u"not a readable file"_s});
     }
     const auto document = JSONValue::parse(*bytes);
     if (!document)

@@ -58,7 +58,8 @@ public:
     std::expected<void, InteractionDraftFileError> save(const QString& path) const;
     // A file that is missing gives an empty store; one that is too large, or fails any check,
     // is ignored as a whole, since half a file of drafts could pair a text with the wrong prompt.
-    static std::expected<InteractionDraftStore, InteractionDraftFileError> load(const QString& path);
+    static std::expected<InteractionDraftStore, InteractionDraftFileError> load(
+        const QString& path);
 
     static constexpr qint64 maximumFileBytes = 4 * 1024 * 1024;
 

@@ -28,7 +28,8 @@ QString refusalCause(InteractionPlanningError error)
     case InteractionPlanningError::unsupportedIntent:
         return u"That response is not supported for this interaction."_s;
     case InteractionPlanningError::invalidChoice: return u"The prompt has no such choice."_s;
-    case InteractionPlanningError::missingCursor: return u"The prompt's cursor could not be found on the screen."_s;
+    case InteractionPlanningError::missingCursor:
+        return u"The prompt's cursor could not be found on the screen."_s;
     case InteractionPlanningError::ambiguousMechanism:
         return u"It is not clear which keys answer this prompt safely; answer it in the terminal."_s;
     case InteractionPlanningError::emptyText: return u"The text is empty."_s;

@@ -33,9 +33,10 @@ private:
     QCoro::Task<> pause();
     QCoro::Task<ActionSendResult> send(InteractionResponseOperation operation);
     QCoro::Task<ActionSendResult> sendAll(InteractionResponsePlan plan);
-    QCoro::Task<std::expected<void, InteractionResponseFailure>> sendCheckboxToggle(InteractionResponsePlan plan,
-                                                                                    qint64 targetIndex);
-    QCoro::Task<std::expected<void, InteractionResponseFailure>> sendMultiSelectSubmit(InteractionResponsePlan plan);
+    QCoro::Task<std::expected<void, InteractionResponseFailure>> sendCheckboxToggle(
+        InteractionResponsePlan plan, qint64 targetIndex);
+    QCoro::Task<std::expected<void, InteractionResponseFailure>> sendMultiSelectSubmit(
+        InteractionResponsePlan plan);
     QCoro::Task<std::optional<PendingInteraction>> settle(PendingInteraction validated);
     bool isConfirmationPage(const PendingInteraction& read) const;
 
@@ -47,7 +48,8 @@ private:
     InteractionResponderError unsupportedToggle() const
     {
         // The kind is always `question` here: only multi-selects take these two paths.
-        return InteractionResponderError::unsupportedIntent(InteractionKind::question, m_request.intent);
+        return InteractionResponderError::unsupportedIntent(InteractionKind::question,
+                                                            m_request.intent);
     }
 
     InteractionResponder::Gate m_gate;
@@ -59,7 +61,8 @@ QCoro::Task<InteractionReadResult> ResponseRun::read()
 {
     if (!m_gate.providerAlive)
         co_return std::unexpected(InteractionProviderError::unreadablePane(m_request.paneID));
-    co_return co_await m_gate.provider->interaction(m_request.paneID, m_request.agentID, m_request.paneRevision);
+    co_return co_await m_gate.provider->interaction(m_request.paneID, m_request.agentID,
+                                                    m_request.paneRevision);
 }
 
 QCoro::Task<> ResponseRun::pause()
@@ -69,9 +72,10 @@ QCoro::Task<> ResponseRun::pause()
 
 QCoro::Task<ActionSendResult> ResponseRun::send(InteractionResponseOperation operation)
 {
-    const JSONValue params = operation.kind == InteractionResponseOperation::Kind::sendKeys
-                                 ? PaneSendKeysParams{m_request.paneID, operation.keys}.asJSONValue()
-                                 : PaneSendTextParams{m_request.paneID, operation.text}.asJSONValue();
+    const JSONValue params =
+        operation.kind == InteractionResponseOperation::Kind::sendKeys
+            ? PaneSendKeysParams{m_request.paneID, operation.keys}.asJSONValue()
+            : PaneSendTextParams{m_request.paneID, operation.text}.asJSONValue();
     const ActionSendResult result = co_await m_gate.actions.send(operation.method(), params);
     if (result)
         m_sent.push_back(std::move(operation));
@@ -82,7 +86,8 @@ QCoro::Task<ActionSendResult> ResponseRun::sendAll(InteractionResponsePlan plan)
 {
     // No pause between operations, and nothing sent is undone when a later one fails.
     for (auto& operation : plan.operations) {
-        if (operation.kind == InteractionResponseOperation::Kind::sendKeys && operation.keys.empty())
+        if (operation.kind == InteractionResponseOperation::Kind::sendKeys
+            && operation.keys.empty())
             continue;
         const ActionSendResult sent = co_await send(std::move(operation));
         if (!sent)
@@ -91,8 +96,8 @@ QCoro::Task<ActionSendResult> ResponseRun::sendAll(InteractionResponsePlan plan)
     co_return ActionSendResult{};
 }
 
-QCoro::Task<std::expected<void, InteractionResponseFailure>>
-ResponseRun::sendCheckboxToggle(InteractionResponsePlan plan, qint64 targetIndex)
+QCoro::Task<std::expected<void, InteractionResponseFailure>> ResponseRun::sendCheckboxToggle(
+    InteractionResponsePlan plan, qint64 targetIndex)
 {
     // The box is flipped only once the cursor has been seen on it twice in a row; a box already
     // in the wanted state (an empty plan) is refused rather than reported as done.
@@ -117,8 +122,8 @@ ResponseRun::sendCheckboxToggle(InteractionResponsePlan plan, qint64 targetIndex
             continue;
         }
         if (now->fingerprint() != m_request.expectedFingerprint)
-            co_return std::unexpected(
-                failed(InteractionResponderError::staleInteraction(m_request.expectedFingerprint, *now)));
+            co_return std::unexpected(failed(
+                InteractionResponderError::staleInteraction(m_request.expectedFingerprint, *now)));
         if (now->presentation.selectedChoiceIndex != targetIndex) {
             onTarget = 0;
             continue;
@@ -129,7 +134,8 @@ ResponseRun::sendCheckboxToggle(InteractionResponsePlan plan, qint64 targetIndex
             co_return std::unexpected(failed(sent.error()));
         co_return {};
     }
-    co_return std::unexpected(failed(InteractionResponderError::choiceCursorDidNotSettle(targetIndex)));
+    co_return std::unexpected(
+        failed(InteractionResponderError::choiceCursorDidNotSettle(targetIndex)));
 }
 
 bool ResponseRun::isConfirmationPage(const PendingInteraction& read) const
@@ -137,10 +143,12 @@ bool ResponseRun::isConfirmationPage(const PendingInteraction& read) const
     const auto& cursor = read.presentation.selectedChoiceIndex;
     return read.kind == InteractionKind::reviewSubmit && read.paneID == m_request.paneID
            && read.evidence.agentID == m_request.agentID && cursor && *cursor >= 0
-           && *cursor < qint64(read.choices.size()) && read.choices[*cursor].kind == InteractionChoiceKind::submit;
+           && *cursor < qint64(read.choices.size())
+           && read.choices[*cursor].kind == InteractionChoiceKind::submit;
 }
 
-QCoro::Task<std::expected<void, InteractionResponseFailure>> ResponseRun::sendMultiSelectSubmit(InteractionResponsePlan plan)
+QCoro::Task<std::expected<void, InteractionResponseFailure>> ResponseRun::sendMultiSelectSubmit(
+    InteractionResponsePlan plan)
 {
     // The tabs lead to a confirmation page, which is a prompt of its own: it must be seen, and
     // seen unchanged, before Enter confirms it. The person's fingerprint has no say here.
@@ -149,7 +157,8 @@ QCoro::Task<std::expected<void, InteractionResponseFailure>> ResponseRun::sendMu
         co_return std::unexpected(failed(unsupportedToggle()));
     keys->pop_back();
     if (keys->empty())
-        co_return std::unexpected(failed(InteractionResponderError::submitConfirmationDidNotSettle()));
+        co_return std::unexpected(
+            failed(InteractionResponderError::submitConfirmationDidNotSettle()));
     if (auto sent = co_await send(InteractionResponseOperation::sendKeys(std::move(*keys))); !sent)
         co_return std::unexpected(failed(sent.error()));
     std::optional<InteractionFingerprint> remembered;
@@ -195,25 +204,28 @@ QCoro::Task<std::optional<PendingInteraction>> ResponseRun::settle(PendingIntera
     co_return std::nullopt;
 }
 
-QCoro::Task<InteractionResponseOutcome> ResponseRun::run(InteractionPhaseCallback onPhase,
-                                                         std::optional<std::vector<QString>> ownKeys)
+QCoro::Task<InteractionResponseOutcome> ResponseRun::run(
+    InteractionPhaseCallback onPhase, std::optional<std::vector<QString>> ownKeys)
 {
     co_await tellPhase(onPhase, InteractionResponsePhase::revalidating);
     InteractionReadResult fresh = co_await read();
     if (!fresh)
         co_return std::unexpected(failed(fresh.error()));
     if (fresh->fingerprint() != m_request.expectedFingerprint)
-        co_return std::unexpected(
-            failed(InteractionResponderError::staleInteraction(m_request.expectedFingerprint, *fresh)));
+        co_return std::unexpected(failed(
+            InteractionResponderError::staleInteraction(m_request.expectedFingerprint, *fresh)));
     const InteractionResponseIntent& intent = m_request.intent;
     InteractionPlanningResult plan = InteractionResponsePlan::noOp();
     if (ownKeys) {
-        // The person chose these keys themselves; only the fingerprint stands between them and the pane.
+        // The person chose these keys themselves; only the fingerprint stands between them and the
+        // pane.
         if (!ownKeys->empty())
-            plan = InteractionResponsePlan{{InteractionResponseOperation::sendKeys(std::move(*ownKeys))}};
+            plan = InteractionResponsePlan{
+                {InteractionResponseOperation::sendKeys(std::move(*ownKeys))}};
     } else {
         if (!InteractionResponder::kindAllows(fresh->kind, intent.kind))
-            co_return std::unexpected(failed(InteractionResponderError::unsupportedIntent(fresh->kind, intent)));
+            co_return std::unexpected(
+                failed(InteractionResponderError::unsupportedIntent(fresh->kind, intent)));
         if (intent.hasText() && intent.textHasControlCharacters())
             co_return std::unexpected(failed(InteractionResponderError::controlCharactersInText()));
         plan = m_gate.planner.plan(intent, *fresh);
@@ -222,7 +234,8 @@ QCoro::Task<InteractionResponseOutcome> ResponseRun::run(InteractionPhaseCallbac
     }
 
     co_await tellPhase(onPhase, InteractionResponsePhase::sending);
-    const bool multiSelect = !ownKeys && fresh->presentation.mechanism == InteractionMechanism::multiSelect;
+    const bool multiSelect =
+        !ownKeys && fresh->presentation.mechanism == InteractionMechanism::multiSelect;
     if (multiSelect && intent.kind == Kind::submit) {
         if (auto sent = co_await sendMultiSelectSubmit(*plan); !sent)
             co_return std::unexpected(sent.error());
@@ -261,26 +274,27 @@ QString toString(InteractionResponsePhase phase)
     return u"settling"_s;
 }
 
-InteractionResponder::InteractionResponder(InteractionProviding& provider, Actions actions, Clock clock,
-                                           Settings settings)
-    : m_gate{&provider, provider.lifetime(), actions, InteractionResponsePlanner{}, settings, std::move(clock.sleep)}
+InteractionResponder::InteractionResponder(InteractionProviding& provider, Actions actions,
+                                           Clock clock, Settings settings)
+    : m_gate{&provider, provider.lifetime(),   actions, InteractionResponsePlanner{},
+             settings,  std::move(clock.sleep)}
 {
 }
 
-InteractionResponder::InteractionResponder(InteractionProviding& provider, Actions actions, Clock clock)
+InteractionResponder::InteractionResponder(InteractionProviding& provider, Actions actions,
+                                           Clock clock)
     : InteractionResponder(provider, actions, std::move(clock), Settings{})
 {
 }
 
-QCoro::Task<InteractionResponseOutcome> InteractionResponder::respond(InteractionResponseRequest request,
-                                                                      InteractionPhaseCallback onPhase)
+QCoro::Task<InteractionResponseOutcome> InteractionResponder::respond(
+    InteractionResponseRequest request, InteractionPhaseCallback onPhase)
 {
     return runResponse(m_gate, std::move(request), std::move(onPhase), std::nullopt);
 }
 
-QCoro::Task<InteractionResponseOutcome> InteractionResponder::respondWithKeys(InteractionResponseRequest request,
-                                                                              std::vector<QString> keys,
-                                                                              InteractionPhaseCallback onPhase)
+QCoro::Task<InteractionResponseOutcome> InteractionResponder::respondWithKeys(
+    InteractionResponseRequest request, std::vector<QString> keys, InteractionPhaseCallback onPhase)
 {
     return runResponse(m_gate, std::move(request), std::move(onPhase), std::move(keys));
 }
@@ -288,11 +302,13 @@ QCoro::Task<InteractionResponseOutcome> InteractionResponder::respondWithKeys(In
 bool InteractionResponder::kindAllows(InteractionKind kind, InteractionResponseIntent::Kind intent)
 {
     switch (kind) {
-    case InteractionKind::approval: return intent == Kind::selectChoice || intent == Kind::approve || intent == Kind::deny;
+    case InteractionKind::approval:
+        return intent == Kind::selectChoice || intent == Kind::approve || intent == Kind::deny;
     case InteractionKind::question: return intent != Kind::approve && intent != Kind::deny;
     case InteractionKind::reviewSubmit:
-        return intent == Kind::selectChoice || intent == Kind::navigateToStep || intent == Kind::navigatePrevious
-               || intent == Kind::navigateNext || intent == Kind::submit || intent == Kind::cancel;
+        return intent == Kind::selectChoice || intent == Kind::navigateToStep
+               || intent == Kind::navigatePrevious || intent == Kind::navigateNext
+               || intent == Kind::submit || intent == Kind::cancel;
     case InteractionKind::freeText:
     case InteractionKind::unknown: break;
     }

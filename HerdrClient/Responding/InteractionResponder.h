@@ -20,12 +20,13 @@ public:
     static constexpr std::chrono::nanoseconds standardSettleDelay{160'000'000};
 
     struct Settings {
-        int settleAttempts = standardSettleAttempts;     // reads per waiting loop
+        int settleAttempts = standardSettleAttempts;                // reads per waiting loop
         std::chrono::nanoseconds settleDelay = standardSettleDelay; // pause before each read
     };
 
     // Only the clock's `sleep` is used.
-    InteractionResponder(InteractionProviding& provider, Actions actions, Clock clock, Settings settings);
+    InteractionResponder(InteractionProviding& provider, Actions actions, Clock clock,
+                         Settings settings);
     InteractionResponder(InteractionProviding& provider, Actions actions, Clock clock);
 
     using InteractionResponding::respond;

@@ -18,7 +18,8 @@ QString toString(InteractionResponderError::Kind kind)
 QString withheldSentence(Withheld withheld, bool somethingWentOut)
 {
     switch (withheld) {
-    case Withheld::sending: return somethingWentOut ? u"Nothing more was sent."_s : u"Nothing was sent."_s;
+    case Withheld::sending:
+        return somethingWentOut ? u"Nothing more was sent."_s : u"Nothing was sent."_s;
     case Withheld::selecting: return u"Nothing was selected."_s;
     case Withheld::submitting: break;
     }

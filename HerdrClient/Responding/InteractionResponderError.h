@@ -27,20 +27,22 @@ struct InteractionResponderError {
     };
 
     Kind kind = Kind::staleInteraction;
-    InteractionFingerprint expected;           // staleInteraction: what the person saw
-    std::optional<PendingInteraction> actual;  // staleInteraction: what the pane shows now
+    InteractionFingerprint expected;          // staleInteraction: what the person saw
+    std::optional<PendingInteraction> actual; // staleInteraction: what the pane shows now
     InteractionKind interactionKind = InteractionKind::unknown; // unsupportedIntent
-    InteractionResponseIntent intent;          // unsupportedIntent
-    qint64 targetIndex = 0;                    // choiceCursorDidNotSettle
+    InteractionResponseIntent intent;                           // unsupportedIntent
+    qint64 targetIndex = 0;                                     // choiceCursorDidNotSettle
 
-    static InteractionResponderError staleInteraction(InteractionFingerprint expected, PendingInteraction actual)
+    static InteractionResponderError staleInteraction(InteractionFingerprint expected,
+                                                      PendingInteraction actual)
     {
         InteractionResponderError e;
         e.expected = std::move(expected);
         e.actual = std::move(actual);
         return e;
     }
-    static InteractionResponderError unsupportedIntent(InteractionKind kind, InteractionResponseIntent intent)
+    static InteractionResponderError unsupportedIntent(InteractionKind kind,
+                                                       InteractionResponseIntent intent)
     {
         InteractionResponderError e;
         e.kind = Kind::unsupportedIntent;

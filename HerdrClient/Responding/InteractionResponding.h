@@ -21,7 +21,7 @@ QString toString(InteractionResponsePhase phase);
 struct InteractionResponseRequest {
     QString paneID;
     std::optional<QString> agentID;
-    std::optional<quint64> paneRevision; // the revision the shown prompt was read at
+    std::optional<quint64> paneRevision;        // the revision the shown prompt was read at
     InteractionFingerprint expectedFingerprint; // of what the person saw
     InteractionResponseIntent intent;
 
@@ -39,7 +39,8 @@ struct InteractionResponseResult {
     bool operator==(const InteractionResponseResult&) const = default;
 };
 
-using InteractionResponseOutcome = std::expected<InteractionResponseResult, InteractionResponseFailure>;
+using InteractionResponseOutcome =
+    std::expected<InteractionResponseResult, InteractionResponseFailure>;
 // Told each phase as it begins; the responder waits for it before it goes on.
 using InteractionPhaseCallback = std::function<QCoro::Task<>(InteractionResponsePhase)>;
 

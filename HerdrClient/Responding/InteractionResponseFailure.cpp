@@ -11,7 +11,8 @@ bool requestSurelyNotDelivered(const RequestFailure& failure)
     if (const HerdrError* herdr = failure.herdrError())
         return herdr->kind == HerdrError::Kind::api;
     if (const SocketError* socket = failure.socketError())
-        return socket->kind == SocketError::Kind::connectFailed || socket->kind == SocketError::Kind::pathTooLong;
+        return socket->kind == SocketError::Kind::connectFailed
+               || socket->kind == SocketError::Kind::pathTooLong;
     return false;
 }
 
@@ -47,13 +48,14 @@ QString InteractionResponseFailure::refusalSentence() const
         return responder->refusalCause() + u' ' + withheldSentence(responder->withheld(), wentOut);
     if (const auto* read = readFailure()) {
         // A failed request is described as a phrase, so that callers can add to it.
-        const QString cause = read->errorDescription() + (read->requestFailure() ? u"."_s : QString());
+        const QString cause =
+            read->errorDescription() + (read->requestFailure() ? u"."_s : QString());
         return cause + u' ' + nothingMore;
     }
     if (const AgentServerFailure* reply = serverReplyFailure()) {
         if (!reply->replySurelyNotTaken())
-            return u"%1 %2 did not confirm the reply, so it may have been taken. Nothing more was sent."_s.arg(
-                reply->errorDescription(), reply->agentName());
+            return u"%1 %2 did not confirm the reply, so it may have been taken. Nothing more was sent."_s
+                .arg(reply->errorDescription(), reply->agentName());
         return reply->errorDescription() + u' ' + nothingMore;
     }
     const ActionFailure& send = *sendFailure();

@@ -17,8 +17,8 @@
 // agent's own server that did not take a reply; and what had already reached the pane when it
 // stopped (nothing, unless a send or a wait failed midway).
 struct InteractionResponseFailure {
-    std::variant<InteractionReadFailure, InteractionResponderError, InteractionPlanningError, ActionFailure,
-                 std::shared_ptr<const AgentServerFailure>>
+    std::variant<InteractionReadFailure, InteractionResponderError, InteractionPlanningError,
+                 ActionFailure, std::shared_ptr<const AgentServerFailure>>
         error;
     std::vector<InteractionResponseOperation> sentOperations;
 
@@ -32,14 +32,24 @@ struct InteractionResponseFailure {
     {
     }
 
-    const InteractionReadFailure* readFailure() const { return std::get_if<InteractionReadFailure>(&error); }
-    const InteractionResponderError* responderError() const { return std::get_if<InteractionResponderError>(&error); }
-    const InteractionPlanningError* planningError() const { return std::get_if<InteractionPlanningError>(&error); }
+    const InteractionReadFailure* readFailure() const
+    {
+        return std::get_if<InteractionReadFailure>(&error);
+    }
+    const InteractionResponderError* responderError() const
+    {
+        return std::get_if<InteractionResponderError>(&error);
+    }
+    const InteractionPlanningError* planningError() const
+    {
+        return std::get_if<InteractionPlanningError>(&error);
+    }
     const ActionFailure* sendFailure() const { return std::get_if<ActionFailure>(&error); }
     const AgentServerFailure* serverReplyFailure() const;
     bool isStale() const
     {
-        return responderError() && responderError()->kind == InteractionResponderError::Kind::staleInteraction;
+        return responderError()
+               && responderError()->kind == InteractionResponderError::Kind::staleInteraction;
     }
 
     // The failure's own sentence; a planning error without one gives its case name.

@@ -45,7 +45,8 @@ bool InteractionResponseIntent::hasText() const
 
 bool InteractionResponseIntent::textHasControlCharacters() const
 {
-    return std::any_of(text.begin(), text.end(), [](QChar c) { return c.category() == QChar::Other_Control; });
+    return std::any_of(text.begin(), text.end(),
+                       [](QChar c) { return c.category() == QChar::Other_Control; });
 }
 
 QString InteractionResponseIntent::description() const

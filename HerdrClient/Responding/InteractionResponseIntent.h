@@ -33,19 +33,34 @@ struct InteractionResponseIntent {
     bool checked = false; // setChoice
     QString text;         // enterText, submitText, submitChoiceText
 
-    static InteractionResponseIntent previewChoice(qint64 choice) { return make(Kind::previewChoice, choice); }
-    static InteractionResponseIntent selectChoice(qint64 choice) { return make(Kind::selectChoice, choice); }
+    static InteractionResponseIntent previewChoice(qint64 choice)
+    {
+        return make(Kind::previewChoice, choice);
+    }
+    static InteractionResponseIntent selectChoice(qint64 choice)
+    {
+        return make(Kind::selectChoice, choice);
+    }
     static InteractionResponseIntent setChoice(qint64 choice, bool checked)
     {
         return make(Kind::setChoice, choice, checked);
     }
-    static InteractionResponseIntent enterText(QString text) { return make(Kind::enterText, 0, false, std::move(text)); }
-    static InteractionResponseIntent submitText(QString text) { return make(Kind::submitText, 0, false, std::move(text)); }
+    static InteractionResponseIntent enterText(QString text)
+    {
+        return make(Kind::enterText, 0, false, std::move(text));
+    }
+    static InteractionResponseIntent submitText(QString text)
+    {
+        return make(Kind::submitText, 0, false, std::move(text));
+    }
     static InteractionResponseIntent submitChoiceText(qint64 choice, QString text)
     {
         return make(Kind::submitChoiceText, choice, false, std::move(text));
     }
-    static InteractionResponseIntent navigateToStep(qint64 step) { return make(Kind::navigateToStep, step); }
+    static InteractionResponseIntent navigateToStep(qint64 step)
+    {
+        return make(Kind::navigateToStep, step);
+    }
     static InteractionResponseIntent beginTextEntry() { return make(Kind::beginTextEntry); }
     static InteractionResponseIntent clearTextEntry() { return make(Kind::clearTextEntry); }
     static InteractionResponseIntent navigatePrevious() { return make(Kind::navigatePrevious); }
@@ -70,7 +85,8 @@ struct InteractionResponseIntent {
     bool operator==(const InteractionResponseIntent&) const = default;
 
 private:
-    static InteractionResponseIntent make(Kind kind, qint64 index = 0, bool checked = false, QString text = {})
+    static InteractionResponseIntent make(Kind kind, qint64 index = 0, bool checked = false,
+                                          QString text = {})
     {
         InteractionResponseIntent intent;
         intent.kind = kind;

@@ -18,7 +18,10 @@ struct InteractionResponseOperation {
     {
         return {Kind::sendKeys, std::move(keys), {}};
     }
-    static InteractionResponseOperation sendText(QString text) { return {Kind::sendText, {}, std::move(text)}; }
+    static InteractionResponseOperation sendText(QString text)
+    {
+        return {Kind::sendText, {}, std::move(text)};
+    }
 
     // The herdr method that carries it.
     QString method() const;

@@ -14,25 +14,38 @@ using Error = InteractionPlanningError;
 Keys arrowMoves(qint64 from, qint64 to, const QString& backward, const QString& forward)
 {
     const qint64 distance = to - from;
-    return Keys(std::size_t(distance < 0 ? -distance : distance), distance < 0 ? backward : forward);
+    return Keys(std::size_t(distance < 0 ? -distance : distance),
+                distance < 0 ? backward : forward);
 }
 
-Keys choiceMoves(qint64 from, qint64 to) { return arrowMoves(from, to, u"up"_s, u"down"_s); }
-Keys stepMoves(qint64 from, qint64 to) { return arrowMoves(from, to, u"left"_s, u"right"_s); }
+Keys choiceMoves(qint64 from, qint64 to)
+{
+    return arrowMoves(from, to, u"up"_s, u"down"_s);
+}
+Keys stepMoves(qint64 from, qint64 to)
+{
+    return arrowMoves(from, to, u"left"_s, u"right"_s);
+}
 
 InteractionResponsePlan keysPlan(Keys keys)
 {
     return {{InteractionResponseOperation::sendKeys(std::move(keys))}};
 }
 
-InteractionResponsePlan keysPlan(std::initializer_list<QString> keys) { return keysPlan(Keys(keys)); }
+InteractionResponsePlan keysPlan(std::initializer_list<QString> keys)
+{
+    return keysPlan(Keys(keys));
+}
 
 bool has(const PendingInteraction& interaction, InteractionCapability capability)
 {
     return interaction.capabilities.contains(capability);
 }
 
-bool inRange(qint64 index, std::size_t count) { return index >= 0 && index < qint64(count); }
+bool inRange(qint64 index, std::size_t count)
+{
+    return index >= 0 && index < qint64(count);
+}
 
 Keys appended(Keys keys, const QString& key)
 {
@@ -40,7 +53,10 @@ Keys appended(Keys keys, const QString& key)
     return keys;
 }
 
-std::unexpected<Error> fail(Error error) { return std::unexpected(error); }
+std::unexpected<Error> fail(Error error)
+{
+    return std::unexpected(error);
+}
 
 } // namespace
 
@@ -54,7 +70,8 @@ std::expected<Keys, Error> InteractionResponsePlanner::keysToFocusChoice(
         // fails as a rejection and nothing of it reaches the terminal.
         return Keys{QString::number(index + 1)};
     case Mechanism::explicitShortcut: {
-        if (!inRange(index, interaction.choices.size()) || interaction.choices[index].shortcutKeys.empty())
+        if (!inRange(index, interaction.choices.size())
+            || interaction.choices[index].shortcutKeys.empty())
             return fail(Error::ambiguousMechanism);
         return interaction.choices[index].shortcutKeys;
     }
@@ -95,7 +112,8 @@ InteractionPlanningResult InteractionResponsePlanner::planChoice(
         // In these lists Enter flips the box under the cursor; space would type into a field.
         if (!presentation.selectedChoiceIndex)
             return fail(Error::missingCursor);
-        return keysPlan(appended(choiceMoves(*presentation.selectedChoiceIndex, index), u"enter"_s));
+        return keysPlan(
+            appended(choiceMoves(*presentation.selectedChoiceIndex, index), u"enter"_s));
     case Mechanism::ambiguous: return fail(Error::ambiguousMechanism);
     case Mechanism::textEntry:
     case Mechanism::manual: break;
@@ -118,7 +136,8 @@ InteractionPlanningResult InteractionResponsePlanner::planCheckedChoice(
     return planChoice(index, interaction, true);
 }
 
-InteractionPlanningResult InteractionResponsePlanner::planSubmit(const PendingInteraction& interaction) const
+InteractionPlanningResult InteractionResponsePlanner::planSubmit(
+    const PendingInteraction& interaction) const
 {
     const auto& presentation = interaction.presentation;
     switch (presentation.mechanism) {
@@ -127,7 +146,8 @@ InteractionPlanningResult InteractionResponsePlanner::planSubmit(const PendingIn
         if (!has(interaction, InteractionCapability::selectMany) || !presentation.activeStepIndex)
             return fail(Error::unsupportedIntent);
         const auto& steps = interaction.steps;
-        const auto target = std::find_if(steps.begin(), steps.end(), [](const auto& s) { return s.isSubmit; });
+        const auto target =
+            std::find_if(steps.begin(), steps.end(), [](const auto& s) { return s.isSubmit; });
         if (target == steps.end())
             return fail(Error::unsupportedIntent);
         Keys moves = stepMoves(*presentation.activeStepIndex, qint64(target - steps.begin()));
@@ -141,14 +161,14 @@ InteractionPlanningResult InteractionResponsePlanner::planSubmit(const PendingIn
     }
     if (interaction.kind == InteractionKind::reviewSubmit)
         return keysPlan({u"enter"_s});
-    if (presentation.mechanism == Mechanism::explicitShortcut && interaction.kind == InteractionKind::approval
-        && presentation.selectedChoiceIndex)
+    if (presentation.mechanism == Mechanism::explicitShortcut
+        && interaction.kind == InteractionKind::approval && presentation.selectedChoiceIndex)
         return keysPlan({u"enter"_s});
     return fail(Error::unsupportedIntent);
 }
 
-InteractionPlanningResult InteractionResponsePlanner::plan(const InteractionResponseIntent& intent,
-                                                           const PendingInteraction& interaction) const
+InteractionPlanningResult InteractionResponsePlanner::plan(
+    const InteractionResponseIntent& intent, const PendingInteraction& interaction) const
 {
     using Kind = InteractionResponseIntent::Kind;
     using Capability = InteractionCapability;
@@ -158,7 +178,8 @@ InteractionPlanningResult InteractionResponsePlanner::plan(const InteractionResp
     switch (intent.kind) {
     case Kind::previewChoice: {
         if (!has(interaction, Capability::selectOne) || mechanism != Mechanism::arrowNavigate
-            || !presentation.selectedChoicePreview || !inRange(intent.index, interaction.choices.size()))
+            || !presentation.selectedChoicePreview
+            || !inRange(intent.index, interaction.choices.size()))
             return fail(Error::unsupportedIntent);
         auto keys = keysToFocusChoice(intent.index, interaction);
         if (!keys)
@@ -186,7 +207,8 @@ InteractionPlanningResult InteractionResponsePlanner::plan(const InteractionResp
         return InteractionResponsePlan{{InteractionResponseOperation::sendText(intent.text),
                                         InteractionResponseOperation::sendKeys({u"enter"_s})}};
     case Kind::submitChoiceText: {
-        if (!has(interaction, Capability::enterText) || !inRange(intent.index, interaction.choices.size())
+        if (!has(interaction, Capability::enterText)
+            || !inRange(intent.index, interaction.choices.size())
             || interaction.choices[intent.index].kind != InteractionChoiceKind::textEntry)
             return fail(Error::unsupportedIntent);
         if (intent.text.isEmpty())
@@ -205,8 +227,8 @@ InteractionPlanningResult InteractionResponsePlanner::plan(const InteractionResp
         return plan;
     }
     case Kind::navigateToStep:
-        if (!has(interaction, Capability::navigateSteps) || !inRange(intent.index, interaction.steps.size())
-            || !presentation.activeStepIndex)
+        if (!has(interaction, Capability::navigateSteps)
+            || !inRange(intent.index, interaction.steps.size()) || !presentation.activeStepIndex)
             return fail(Error::unsupportedIntent);
         // An empty move stays one operation, so the responder still watches the screen settle.
         return keysPlan(stepMoves(*presentation.activeStepIndex, intent.index));

@@ -21,8 +21,8 @@ public:
 private:
     // The responder's two-phase sends strip the final key off these plans and wait in between,
     // so their shapes (movement keys, then one confirming key) must stay as they are.
-    std::expected<std::vector<QString>, InteractionPlanningError>
-    keysToFocusChoice(qint64 index, const PendingInteraction& interaction) const;
+    std::expected<std::vector<QString>, InteractionPlanningError> keysToFocusChoice(
+        qint64 index, const PendingInteraction& interaction) const;
     InteractionPlanningResult planChoice(qint64 index, const PendingInteraction& interaction,
                                          bool toggle) const;
     InteractionPlanningResult planCheckedChoice(qint64 index, bool checked,

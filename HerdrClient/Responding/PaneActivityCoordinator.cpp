@@ -19,7 +19,8 @@ bool holds(const std::map<QString, quint64>& generations, const QString& paneID,
 } // namespace
 
 PaneActivityCoordinator::PaneActivityCoordinator(RecentOutputProviding& outputProvider,
-                                                 IdlePromptSending& promptSender, int fallbackPollInterval,
+                                                 IdlePromptSending& promptSender,
+                                                 int fallbackPollInterval,
                                                  std::function<Timestamp()> now, QObject* parent)
     : QObject(parent), m_outputProvider(&outputProvider), m_promptSender(&promptSender),
       m_fallbackPollInterval(std::max(1, fallbackPollInterval)), m_now(std::move(now))
@@ -38,7 +39,8 @@ QCoro::Task<> PaneActivityCoordinator::reconcile(std::vector<PaneActivitySnapsho
     const std::map<QString, PaneActivitySnapshot> oldPanes = std::exchange(m_knownPanes, {});
     for (PaneActivitySnapshot& pane : panes)
         m_knownPanes.insert_or_assign(pane.paneID, std::move(pane));
-    const std::optional<QString> oldSelection = std::exchange(m_selectedPaneID, std::move(selectedPaneID));
+    const std::optional<QString> oldSelection =
+        std::exchange(m_selectedPaneID, std::move(selectedPaneID));
     if (oldSelection && oldSelection != m_selectedPaneID)
         abandonRead(*oldSelection);
 
@@ -61,7 +63,8 @@ QCoro::Task<> PaneActivityCoordinator::reconcile(std::vector<PaneActivitySnapsho
     // Output of an earlier stretch of work says nothing about this one.
     for (const auto& [paneID, pane] : m_knownPanes) {
         const auto old = oldPanes.find(paneID);
-        const bool wasWorking = old != oldPanes.end() && old->second.agentStatus == AgentStatus::working;
+        const bool wasWorking =
+            old != oldPanes.end() && old->second.agentStatus == AgentStatus::working;
         const PaneActivityState* existing = record(paneID);
         if (pane.agentStatus != AgentStatus::working || wasWorking || !existing)
             continue;

@@ -32,12 +32,12 @@ public:
     // An interval below 1 counts as 1; an empty `now` means the system clock.
     PaneActivityCoordinator(RecentOutputProviding& outputProvider, IdlePromptSending& promptSender,
                             int fallbackPollInterval = standardFallbackPollInterval,
-                            std::function<Timestamp()> now = {},
-                            QObject* parent = nullptr);
+                            std::function<Timestamp()> now = {}, QObject* parent = nullptr);
 
     // One cycle of the session: forget panes that left, reset the output of panes that just
     // began to work, and read the selected working pane when a read is due.
-    QCoro::Task<> reconcile(std::vector<PaneActivitySnapshot> panes, std::optional<QString> selectedPaneID,
+    QCoro::Task<> reconcile(std::vector<PaneActivitySnapshot> panes,
+                            std::optional<QString> selectedPaneID,
                             bool countsTowardFallbackCadence);
 
     std::optional<PaneActivityState> state(const QString& paneID) const;

@@ -11,7 +11,10 @@ struct PaneActivitySnapshot {
     // herdr's revision of the pane; it moves with the title and tokens, not with the screen.
     quint64 revision = 0;
 
-    static PaneActivitySnapshot from(const PaneInfo& pane) { return {pane.paneID, pane.agentStatus, pane.revision}; }
+    static PaneActivitySnapshot from(const PaneInfo& pane)
+    {
+        return {pane.paneID, pane.agentStatus, pane.revision};
+    }
 
     bool operator==(const PaneActivitySnapshot&) const = default;
 };

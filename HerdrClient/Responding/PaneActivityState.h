@@ -21,12 +21,15 @@ struct PaneActivityState {
     std::optional<quint64> outputAttemptRevision; // pane revision of the last read, good or not
     std::optional<Timestamp> outputReadAt;        // time of the last successful read
     PaneOutputPhase outputPhase = PaneOutputPhase::idle;
-    std::optional<QString> outputError;           // why the last read failed
+    std::optional<QString> outputError; // why the last read failed
     QString promptDraft;
     PanePromptPhase promptPhase = PanePromptPhase::idle;
-    std::optional<QString> promptError;           // why the last send failed
+    std::optional<QString> promptError; // why the last send failed
 
-    bool isBusy() const { return outputPhase == PaneOutputPhase::reading || promptPhase == PanePromptPhase::sending; }
+    bool isBusy() const
+    {
+        return outputPhase == PaneOutputPhase::reading || promptPhase == PanePromptPhase::sending;
+    }
 
     bool operator==(const PaneActivityState&) const = default;
 };

@@ -31,10 +31,10 @@ struct PaneInteractionState {
     std::optional<QString> agentID;
     std::optional<PendingInteraction> interaction;
     PaneInteractionDraft draft;
-    std::optional<quint64> lastRevision;      // pane revision at the last install
-    std::optional<Timestamp> lastReadAt;      // the last install that changed something
+    std::optional<quint64> lastRevision; // pane revision at the last install
+    std::optional<Timestamp> lastReadAt; // the last install that changed something
     std::optional<InteractionRefreshReason> lastRefreshReason;
-    std::optional<QString> error;             // shown on the prompt
+    std::optional<QString> error; // shown on the prompt
     PaneInteractionPhase phase = PaneInteractionPhase::idle;
     // The generation of this stay in the blocked state: anything begun under an older number is
     // dropped when it comes back. 0 for a record made only for a manual action.

@@ -21,10 +21,11 @@ QCoro::Task<IdlePromptSendResult> SafeIdlePromptSender::sendPrompt(QString paneI
             pane = std::move(*decoded);
     }
     if (!pane)
-        co_return std::unexpected(IdlePromptSendFailure(IdlePromptSenderError::unreadablePane(paneID)));
-    if (pane->agentStatus != AgentStatus::idle)
         co_return std::unexpected(
-            IdlePromptSendFailure(IdlePromptSenderError::paneNoLongerIdle(paneID, pane->agentStatus)));
+            IdlePromptSendFailure(IdlePromptSenderError::unreadablePane(paneID)));
+    if (pane->agentStatus != AgentStatus::idle)
+        co_return std::unexpected(IdlePromptSendFailure(
+            IdlePromptSenderError::paneNoLongerIdle(paneID, pane->agentStatus)));
     // Text and Enter go out back to back: a check between them would leave typed text behind.
     const ActionOutcome sent = co_await actions.reply(paneID, text, true);
     if (!sent)

@@ -25,7 +25,8 @@ QString headlineFor(const InteractionResponseIntent& intent, const PendingIntera
     case Kind::selectChoice:
     case Kind::setChoice:
     case Kind::submitChoiceText:
-        return choiceLabel(interaction, intent.index).value_or(u"Option %1"_s.arg(intent.index + 1));
+        return choiceLabel(interaction, intent.index)
+            .value_or(u"Option %1"_s.arg(intent.index + 1));
     case Kind::navigateToStep:
         if (intent.index >= 0 && intent.index < qint64(interaction.steps.size()))
             return PendingInteraction::normalize(interaction.steps[intent.index].label);
@@ -44,7 +45,8 @@ QString headlineFor(const InteractionResponseIntent& intent, const PendingIntera
 
 } // namespace
 
-SentReceipt SentReceipt::make(const InteractionResponseIntent& intent, const PendingInteraction& interaction,
+SentReceipt SentReceipt::make(const InteractionResponseIntent& intent,
+                              const PendingInteraction& interaction,
                               const std::vector<InteractionResponseOperation>& sent,
                               std::optional<QString> paneTitle)
 {

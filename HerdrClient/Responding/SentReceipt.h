@@ -19,7 +19,8 @@ struct SentReceipt {
     std::optional<QString> paneTitle;
 
     // `interaction` is the fresh read the answer was planned on; `sent` what herdr accepted.
-    static SentReceipt make(const InteractionResponseIntent& intent, const PendingInteraction& interaction,
+    static SentReceipt make(const InteractionResponseIntent& intent,
+                            const PendingInteraction& interaction,
                             const std::vector<InteractionResponseOperation>& sent,
                             std::optional<QString> paneTitle = std::nullopt);
 

@@ -7,16 +7,16 @@ TerminalActivator::TerminalActivator(Selection selection, DesktopWindowControlli
 {
 }
 
-std::vector<TerminalActivator::RunningCandidate>
-TerminalActivator::runningCandidates(const std::vector<TerminalProfile>& profiles,
-                                     const std::vector<RunningWindow>& windows)
+std::vector<TerminalActivator::RunningCandidate> TerminalActivator::runningCandidates(
+    const std::vector<TerminalProfile>& profiles, const std::vector<RunningWindow>& windows)
 {
     std::vector<RunningCandidate> candidates;
     for (const auto& window : windows) {
-        auto byClass = std::find_if(profiles.begin(), profiles.end(), [&](const TerminalProfile& p) {
-            return p.windowClasses.contains(window.className, Qt::CaseInsensitive) ||
-                   p.windowClasses.contains(window.instanceName, Qt::CaseInsensitive);
-        });
+        auto byClass =
+            std::find_if(profiles.begin(), profiles.end(), [&](const TerminalProfile& p) {
+                return p.windowClasses.contains(window.className, Qt::CaseInsensitive)
+                       || p.windowClasses.contains(window.instanceName, Qt::CaseInsensitive);
+            });
         if (byClass == profiles.end() && !window.executable.isEmpty()) {
             byClass = std::find_if(profiles.begin(), profiles.end(), [&](const TerminalProfile& p) {
                 return p.executables.contains(window.executable);
@@ -50,8 +50,8 @@ TerminalPresentation TerminalActivator::present()
         }
         for (const auto& c : candidates) {
             const bool sameWindow = c.window.windowID == *active;
-            const bool sameProcess = activeWindow && activeWindow->processID > 0 &&
-                                     activeWindow->processID == c.window.processID;
+            const bool sameProcess = activeWindow && activeWindow->processID > 0
+                                     && activeWindow->processID == c.window.processID;
             if (sameWindow || sameProcess) {
                 m_desktop.activate(c.window);
                 return TerminalPresentation::presented(c.profile.displayName);
@@ -59,7 +59,8 @@ TerminalPresentation TerminalActivator::present()
         }
     }
     if (candidates.empty())
-        return TerminalPresentation::unavailable(TerminalPresentationFailure::noSupportedTerminalRunning());
+        return TerminalPresentation::unavailable(
+            TerminalPresentationFailure::noSupportedTerminalRunning());
     if (candidates.size() == 1) {
         m_desktop.activate(candidates.front().window);
         return TerminalPresentation::presented(candidates.front().profile.displayName);

@@ -55,8 +55,8 @@ public:
         TerminalProfile profile;
     };
     // The windows that belong to one of `profiles`: by window class first, then by executable.
-    static std::vector<RunningCandidate> runningCandidates(const std::vector<TerminalProfile>& profiles,
-                                                           const std::vector<RunningWindow>& windows);
+    static std::vector<RunningCandidate> runningCandidates(
+        const std::vector<TerminalProfile>& profiles, const std::vector<RunningWindow>& windows);
 
 private:
     TerminalPresentation launch(const TerminalProfile& profile);

@@ -12,8 +12,8 @@ struct TerminalProfile {
     QString id;
     QString displayName;
     QString appName;
-    QStringList desktopIDs;     // desktop entries, without ".desktop"
-    QStringList windowClasses;  // WM_CLASS class or instance names
+    QStringList desktopIDs;    // desktop entries, without ".desktop"
+    QStringList windowClasses; // WM_CLASS class or instance names
     QStringList executables;
 
     static const TerminalProfile ghostty;
@@ -66,7 +66,10 @@ struct TerminalPresentation {
     std::optional<TerminalPresentationFailure> failure;
 
     static TerminalPresentation presented(QString appName) { return {std::move(appName), {}}; }
-    static TerminalPresentation unavailable(TerminalPresentationFailure f) { return {{}, std::move(f)}; }
+    static TerminalPresentation unavailable(TerminalPresentationFailure f)
+    {
+        return {{}, std::move(f)};
+    }
 
     bool operator==(const TerminalPresentation&) const = default;
 };

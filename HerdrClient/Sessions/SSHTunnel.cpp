@@ -27,16 +27,15 @@ QCoro::Task<bool> pingThrough(HerdrEndpoint endpoint, double requestTimeout)
 
 SSHTunnel::SSHTunnel(Configuration configuration, std::optional<QString> sshPath, Options options,
                      QObject* parent)
-    : QObject(parent)
-    , m_configuration(std::move(configuration))
-    , m_sshPath(std::move(sshPath))
-    , m_options(std::move(options))
-    // A stopped loop is not on the stack: it resumes in stop(), sees it and ends, and leaves
-    // nothing behind that an event loop would have to finish.
-    , m_pause(CancellablePause::OnCancel::resumeNow, m_options.clock.sleep, this)
+    : QObject(parent), m_configuration(std::move(configuration)), m_sshPath(std::move(sshPath)),
+      m_options(std::move(options))
+      // A stopped loop is not on the stack: it resumes in stop(), sees it and ends, and leaves
+      // nothing behind that an event loop would have to finish.
+      ,
+      m_pause(CancellablePause::OnCancel::resumeNow, m_options.clock.sleep, this)
 {
-    m_probe = m_options.readinessProbe ? m_options.readinessProbe
-                                       : pingProbe(m_options.readinessTimeout);
+    m_probe =
+        m_options.readinessProbe ? m_options.readinessProbe : pingProbe(m_options.readinessTimeout);
     if (!m_options.clock.now)
         m_options.clock.now = Clock::system().now;
 }
@@ -152,8 +151,8 @@ QCoro::Task<SSHTunnel::RunOutcome> SSHTunnel::runOnce(quint64 generation)
     setState(State::connecting());
     if (cancelled())
         co_return RunOutcome{};
-    auto launched = SSHTunnelProcess::launch(*m_sshPath, configuration.arguments(),
-                                             maximumErrorBytes);
+    auto launched =
+        SSHTunnelProcess::launch(*m_sshPath, configuration.arguments(), maximumErrorBytes);
     if (!launched)
         co_return RunOutcome{false, SSHTunnelReasons::launchFailed(launched.error().message)};
     const std::shared_ptr<SSHTunnelProcess> process = std::move(*launched);
@@ -183,11 +182,10 @@ QCoro::Task<SSHTunnel::RunOutcome> SSHTunnel::runOnce(quint64 generation)
             co_return RunOutcome{};
         if (m_process == process)
             m_process.reset();
-        co_return RunOutcome{false,
-                             timedOut ? SSHTunnelReasons::readinessFailure(text, configuration)
-                                      : SSHTunnelReasons::explain(
-                                            text, process->exitStatus().value_or(-1),
-                                            configuration.target)};
+        co_return RunOutcome{
+            false, timedOut ? SSHTunnelReasons::readinessFailure(text, configuration)
+                            : SSHTunnelReasons::explain(text, process->exitStatus().value_or(-1),
+                                                        configuration.target)};
     }
 
     setState(State::up());

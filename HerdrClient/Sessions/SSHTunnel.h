@@ -2,9 +2,9 @@
 
 #include "HerdrClient/Sessions/SSHTunnelConfiguration.h"
 #include "HerdrClient/Sessions/SSHTunnelState.h"
+#include "HerdrClient/Support/BackoffPolicy.h"
 #include "HerdrClient/Support/CancellablePause.h"
 #include "HerdrClient/Support/Clock.h"
-#include "HerdrClient/Support/BackoffPolicy.h"
 #include "HerdrClient/Wire/HerdrEndpoint.h"
 
 #include <QCoroTask>

@@ -7,9 +7,8 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-std::expected<std::unique_ptr<SSHTunnelProcess>, CommandFailure>
-SSHTunnelProcess::launch(const QString& executable, const QStringList& arguments,
-                         qsizetype maximumErrorBytes)
+std::expected<std::unique_ptr<SSHTunnelProcess>, CommandFailure> SSHTunnelProcess::launch(
+    const QString& executable, const QStringList& arguments, qsizetype maximumErrorBytes)
 {
     auto child = ChildProcess::launch(executable, arguments);
     if (!child)
@@ -17,8 +16,7 @@ SSHTunnelProcess::launch(const QString& executable, const QStringList& arguments
     return std::unique_ptr<SSHTunnelProcess>(new SSHTunnelProcess(*child, maximumErrorBytes));
 }
 
-SSHTunnelProcess::SSHTunnelProcess(ChildProcess child, qsizetype maximumErrorBytes)
-    : m_child(child)
+SSHTunnelProcess::SSHTunnelProcess(ChildProcess child, qsizetype maximumErrorBytes) : m_child(child)
 {
     // The drains own the read ends from here on.
     m_standardError = std::make_shared<BoundedPipeDrain>(m_child.standardError, maximumErrorBytes);
@@ -92,7 +90,6 @@ void SSHTunnelProcess::end(std::chrono::milliseconds grace)
 
 QFuture<QByteArray> SSHTunnelProcess::finishStandardError(double timeoutSeconds) const
 {
-    return QtConcurrent::run([drain = m_standardError, timeoutSeconds] {
-        return drain->finish(timeoutSeconds);
-    });
+    return QtConcurrent::run(
+        [drain = m_standardError, timeoutSeconds] { return drain->finish(timeoutSeconds); });
 }

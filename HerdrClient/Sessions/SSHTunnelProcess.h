@@ -20,8 +20,8 @@
 class SSHTunnelProcess : public QObject {
     Q_OBJECT
 public:
-    static std::expected<std::unique_ptr<SSHTunnelProcess>, CommandFailure>
-    launch(const QString& executable, const QStringList& arguments, qsizetype maximumErrorBytes);
+    static std::expected<std::unique_ptr<SSHTunnelProcess>, CommandFailure> launch(
+        const QString& executable, const QStringList& arguments, qsizetype maximumErrorBytes);
     ~SSHTunnelProcess() override;
 
     pid_t processID() const { return m_child.pid; }

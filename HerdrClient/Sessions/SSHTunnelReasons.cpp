@@ -53,8 +53,8 @@ QString readinessFailure(const QString& standardError, const SSHTunnelConfigurat
     if (lowered.contains(u"permission denied"))
         return u"SSH connected to "_s + target
                + u", but it cannot access the remote herdr socket at "_s + path + u'.';
-    QString reason = u"SSH connected to "_s + target + u", but herdr did not answer through "_s
-                     + path + u'.';
+    QString reason =
+        u"SSH connected to "_s + target + u", but herdr did not answer through "_s + path + u'.';
     if (!standardError.isEmpty())
         reason += u" SSH reported: "_s + standardError;
     return reason;

@@ -65,14 +65,10 @@ QString SessionDirectory::Failure::errorDescription() const
 }
 
 SessionDirectory::SessionDirectory(std::shared_ptr<CommandRunning> runner,
-                                   std::optional<QString> herdrPath,
-                                   std::optional<QString> sshPath, Environment environment,
-                                   Deadlines deadlines)
-    : m_runner(std::move(runner))
-    , m_herdrPath(std::move(herdrPath))
-    , m_sshPath(std::move(sshPath))
-    , m_environment(std::move(environment))
-    , m_deadlines(deadlines)
+                                   std::optional<QString> herdrPath, std::optional<QString> sshPath,
+                                   Environment environment, Deadlines deadlines)
+    : m_runner(std::move(runner)), m_herdrPath(std::move(herdrPath)), m_sshPath(std::move(sshPath)),
+      m_environment(std::move(environment)), m_deadlines(deadlines)
 {
 }
 
@@ -105,8 +101,8 @@ SessionDirectory::Result SessionDirectory::remoteSessions(const QString& target)
 QStringList SessionDirectory::remoteListingArguments(const QString& target)
 {
     return SSHMultiplexing::discoveryArguments(target)
-           + QStringList{u"-o"_s, u"BatchMode=yes"_s, u"-o"_s, u"ConnectTimeout=10"_s, target,
-                         remoteListingCommand};
+           + QStringList{u"-o"_s, u"BatchMode=yes"_s,  u"-o"_s, u"ConnectTimeout=10"_s,
+                         target,  remoteListingCommand};
 }
 
 SessionDirectory::Result SessionDirectory::list(const QString& executable,

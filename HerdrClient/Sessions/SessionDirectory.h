@@ -24,7 +24,7 @@ public:
         enum class Kind { executableNotFound, invalidSSHTarget, commandFailed, malformedOutput };
 
         Kind kind = Kind::commandFailed;
-        QString text; // the command's name, the target, the message, or the output
+        QString text;      // the command's name, the target, the message, or the output
         qint32 status = 0; // commandFailed
 
         static Failure executableNotFound(QString name)

@@ -4,8 +4,7 @@
 
 using namespace Qt::StringLiterals;
 
-AgentTree::AgentTree(const std::vector<PaneInfo>& panes, QByteArrayView registry,
-                     bool useRegistry)
+AgentTree::AgentTree(const std::vector<PaneInfo>& panes, QByteArrayView registry, bool useRegistry)
 {
     for (const PaneInfo& pane : panes)
         m_livePanes.insert(pane.paneID);

@@ -43,9 +43,9 @@ QString toString(RollupStatus status)
 
 std::optional<RollupStatus> rollupStatusFromString(QStringView text)
 {
-    for (const RollupStatus status : {RollupStatus::blocked, RollupStatus::working,
-                                      RollupStatus::done, RollupStatus::idle,
-                                      RollupStatus::unknown}) {
+    for (const RollupStatus status :
+         {RollupStatus::blocked, RollupStatus::working, RollupStatus::done, RollupStatus::idle,
+          RollupStatus::unknown}) {
         if (text == toString(status))
             return status;
     }

@@ -28,8 +28,7 @@ std::map<QString, Record> keyedBy(const std::vector<Record>& records, Key key)
 } // namespace
 
 StateStore::StateStore(std::function<Timestamp()> now, QObject* parent)
-    : QObject(parent)
-    , m_now(now ? std::move(now) : [] { return std::chrono::system_clock::now(); })
+    : QObject(parent), m_now(now ? std::move(now) : [] { return std::chrono::system_clock::now(); })
 {
 }
 

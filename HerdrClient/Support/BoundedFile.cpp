@@ -28,8 +28,8 @@ private:
 
 } // namespace
 
-std::expected<QByteArray, BoundedFile::Failure> BoundedFile::read(const QString& path,
-                                                                  qint64 limit, Links links)
+std::expected<QByteArray, BoundedFile::Failure> BoundedFile::read(const QString& path, qint64 limit,
+                                                                  Links links)
 {
     const QByteArray encoded = QFile::encodeName(path);
     int flags = O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY;

@@ -57,6 +57,6 @@ void CancellablePause::cancel()
         waiter.resume();
         return;
     }
-    QMetaObject::invokeMethod(QCoreApplication::instance(), [waiter] { waiter.resume(); },
-                              Qt::QueuedConnection);
+    QMetaObject::invokeMethod(
+        QCoreApplication::instance(), [waiter] { waiter.resume(); }, Qt::QueuedConnection);
 }

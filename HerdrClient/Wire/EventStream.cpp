@@ -41,7 +41,8 @@ struct EventStream::Channel {
             return;
         wakePosted = true;
         EventStream* target = receiver;
-        QMetaObject::invokeMethod(target, [target] { target->deliver(); }, Qt::QueuedConnection);
+        QMetaObject::invokeMethod(
+            target, [target] { target->deliver(); }, Qt::QueuedConnection);
     }
 };
 
@@ -74,8 +75,8 @@ std::optional<QString> readEvents(SocketConnection& connection, EventLoopState& 
             if (error && !error->isNull()) {
                 if (debug) {
                     const JSONValue* message = error->member(u"message");
-                    debug(u"[events] subscribe rejected: "_s +
-                          (message ? message->stringValue().value_or(QString()) : QString()));
+                    debug(u"[events] subscribe rejected: "_s
+                          + (message ? message->stringValue().value_or(QString()) : QString()));
                 }
                 yield(JSONValue::object({{u"event"_s, EventStream::subscribeErrorEvent.toString()},
                                          {u"data"_s, *error}}));

@@ -1,8 +1,8 @@
 #pragma once
 
+#include "HerdrClient/Support/BackoffPolicy.h"
 #include "HerdrClient/Support/CancellablePause.h"
 #include "HerdrClient/Support/Environment.h"
-#include "HerdrClient/Support/BackoffPolicy.h"
 #include "HerdrClient/Wire/EventLoopState.h"
 #include "HerdrClient/Wire/HerdrEndpoint.h"
 #include "HerdrClient/Wire/JSONValue.h"

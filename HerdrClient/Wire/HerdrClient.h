@@ -13,7 +13,8 @@
 // safe to share: blocking socket work runs on the socket queue, never on the caller's thread.
 class HerdrClient : public RequestSending {
 public:
-    explicit HerdrClient(HerdrEndpoint endpoint, std::optional<double> requestTimeout = std::nullopt);
+    explicit HerdrClient(HerdrEndpoint endpoint,
+                         std::optional<double> requestTimeout = std::nullopt);
     // The endpoint is the resolved socket path for `socketPath` and the environment.
     HerdrClient(const std::optional<QString>& socketPath, std::optional<double> requestTimeout,
                 const Environment& environment = processEnvironment());
@@ -32,10 +33,12 @@ public:
     // herdr's pushed events, on a connection of their own that comes back after failures.
     std::unique_ptr<EventStream> events(
         SubscriptionsFunction subscriptions, BackoffPolicy backoff,
-        EventStreamOptions options = EventStreamOptions::fromEnvironment(processEnvironment())) const;
+        EventStreamOptions options =
+            EventStreamOptions::fromEnvironment(processEnvironment())) const;
 
     // The exact bytes of a request frame, without the newline.
-    static QByteArray requestFrame(const QString& id, const QString& method, const JSONValue& params);
+    static QByteArray requestFrame(const QString& id, const QString& method,
+                                   const JSONValue& params);
     // Turns one reply line into a result or a failure.
     static RequestResult classifyReply(const QByteArray& line);
     // One whole request on the calling thread: connect, write, read, classify, close.

@@ -17,8 +17,7 @@ QString SocketError::errorDescription() const
     case Kind::connectFailed:
         return u"Couldn't connect to %1: %2"_s.arg(path, errnoText(errorNumber));
     case Kind::writeFailed: return u"Couldn't write to herdr: %1"_s.arg(errnoText(errorNumber));
-    case Kind::pathTooLong:
-        return u"The socket path is longer than 103 bytes: %1"_s.arg(path);
+    case Kind::pathTooLong: return u"The socket path is longer than 103 bytes: %1"_s.arg(path);
     case Kind::timedOut: return u"herdr did not answer in time"_s;
     case Kind::closed: break;
     }
@@ -39,7 +38,8 @@ bool RequestFailure::isUnreachable() const
 {
     const SocketError* socket = socketError();
     return socket
-           && (socket->kind == SocketError::Kind::connectFailed || socket->kind == SocketError::Kind::timedOut);
+           && (socket->kind == SocketError::Kind::connectFailed
+               || socket->kind == SocketError::Kind::timedOut);
 }
 
 QString RequestFailure::errorDescription() const

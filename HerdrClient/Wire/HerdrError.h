@@ -20,7 +20,10 @@ struct HerdrError {
     {
         return {Kind::api, std::move(code), std::move(message), {}};
     }
-    static HerdrError noResponse(QString method) { return {Kind::noResponse, {}, {}, std::move(method)}; }
+    static HerdrError noResponse(QString method)
+    {
+        return {Kind::noResponse, {}, {}, std::move(method)};
+    }
     static HerdrError malformedResponse(QString method, QString whatDidNotDecode)
     {
         return {Kind::malformedResponse, {}, std::move(whatDidNotDecode), std::move(method)};

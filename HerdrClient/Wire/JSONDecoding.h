@@ -78,8 +78,8 @@ struct JSONCoding<std::vector<T>> {
         for (std::size_t i = 0; i < array->size(); ++i) {
             auto element = JSONCoding<T>::decode((*array)[i]);
             if (!element)
-                return std::unexpected(DecodingError{
-                    QStringLiteral("[%1]: %2").arg(i).arg(element.error().message)});
+                return std::unexpected(
+                    DecodingError{QStringLiteral("[%1]: %2").arg(i).arg(element.error().message)});
             result.push_back(std::move(*element));
         }
         return result;
@@ -105,8 +105,8 @@ struct JSONCoding<std::map<QString, T>> {
         for (const auto& [key, member] : *object) {
             auto decoded = JSONCoding<T>::decode(member);
             if (!decoded)
-                return std::unexpected(DecodingError{
-                    QStringLiteral("%1: %2").arg(key, decoded.error().message)});
+                return std::unexpected(
+                    DecodingError{QStringLiteral("%1: %2").arg(key, decoded.error().message)});
             result.emplace(key, std::move(*decoded));
         }
         return result;

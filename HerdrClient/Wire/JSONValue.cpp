@@ -185,10 +185,7 @@ public:
     bool null() override { return add(JSONValue()); }
     bool boolean(bool value) override { return add(JSONValue(value)); }
     bool number_integer(number_integer_t value) override { return add(JSONValue(double(value))); }
-    bool number_unsigned(number_unsigned_t value) override
-    {
-        return add(JSONValue(double(value)));
-    }
+    bool number_unsigned(number_unsigned_t value) override { return add(JSONValue(double(value))); }
     bool number_float(number_float_t value, const string_t&) override
     {
         return add(JSONValue(double(value)));

@@ -126,7 +126,8 @@ Decoded<Snapshot> Snapshot::decode(const JSONValue& value)
     s.focusedWorkspaceID = r.optional<QString>(u"focused_workspace_id");
     s.focusedTabID = r.optional<QString>(u"focused_tab_id");
     s.focusedPaneID = r.optional<QString>(u"focused_pane_id");
-    s.workspaces = r.optional<std::vector<WorkspaceInfo>>(u"workspaces").value_or(std::vector<WorkspaceInfo>{});
+    s.workspaces = r.optional<std::vector<WorkspaceInfo>>(u"workspaces")
+                       .value_or(std::vector<WorkspaceInfo>{});
     s.tabs = r.optional<std::vector<TabInfo>>(u"tabs").value_or(std::vector<TabInfo>{});
     s.panes = r.optional<std::vector<PaneInfo>>(u"panes").value_or(std::vector<PaneInfo>{});
     s.agents = r.optional<std::vector<AgentInfo>>(u"agents").value_or(std::vector<AgentInfo>{});

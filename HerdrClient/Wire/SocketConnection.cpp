@@ -85,8 +85,8 @@ std::expected<void, SocketError> SocketConnection::writeLine(const QByteArray& d
     frame.append('\n');
     qsizetype written = 0;
     while (written < frame.size()) {
-        const ssize_t n = ::send(fd, frame.constData() + written, std::size_t(frame.size() - written),
-                                 MSG_NOSIGNAL);
+        const ssize_t n = ::send(fd, frame.constData() + written,
+                                 std::size_t(frame.size() - written), MSG_NOSIGNAL);
         if (n > 0) {
             written += n;
             continue;

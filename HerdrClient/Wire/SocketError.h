@@ -7,7 +7,7 @@ struct SocketError {
     enum class Kind { connectFailed, writeFailed, pathTooLong, timedOut, closed };
 
     Kind kind = Kind::closed;
-    QString path;   // connectFailed, pathTooLong
+    QString path;        // connectFailed, pathTooLong
     int errorNumber = 0; // connectFailed, writeFailed
 
     static SocketError connectFailed(QString path, int errorNumber)

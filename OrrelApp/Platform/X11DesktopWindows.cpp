@@ -39,7 +39,8 @@ X11DesktopWindows::X11DesktopWindows(const QString& displayName) : m_displayName
 {
     const QByteArray name = displayName.toLocal8Bit();
     int screenNumber = 0;
-    xcb_connection_t* connection = xcb_connect(name.isEmpty() ? nullptr : name.constData(), &screenNumber);
+    xcb_connection_t* connection =
+        xcb_connect(name.isEmpty() ? nullptr : name.constData(), &screenNumber);
     if (xcb_connection_has_error(connection)) {
         xcb_disconnect(connection);
         return;
@@ -64,7 +65,8 @@ X11DesktopWindows::~X11DesktopWindows()
 std::uint32_t X11DesktopWindows::atom(const char* name)
 {
     auto r = reply(xcb_intern_atom_reply(
-        m_connection, xcb_intern_atom(m_connection, 0, std::uint16_t(std::strlen(name)), name), nullptr));
+        m_connection, xcb_intern_atom(m_connection, 0, std::uint16_t(std::strlen(name)), name),
+        nullptr));
     return r ? r->atom : std::uint32_t(XCB_ATOM_NONE);
 }
 
@@ -88,7 +90,8 @@ std::vector<RunningWindow> X11DesktopWindows::windows()
         return {};
     std::vector<RunningWindow> result;
     const std::uint32_t pidAtom = atom("_NET_WM_PID");
-    for (const std::uint32_t window : windowProperty(m_root, atom("_NET_CLIENT_LIST"), XCB_ATOM_WINDOW)) {
+    for (const std::uint32_t window :
+         windowProperty(m_root, atom("_NET_CLIENT_LIST"), XCB_ATOM_WINDOW)) {
         RunningWindow entry;
         entry.windowID = window;
         auto cls = reply(xcb_get_property_reply(
@@ -142,8 +145,8 @@ bool X11DesktopWindows::activate(const RunningWindow& window)
 
 bool X11DesktopWindows::launchDesktopEntry(const QString& desktopID)
 {
-    const QString file = QStandardPaths::locate(QStandardPaths::ApplicationsLocation,
-                                                desktopID + u".desktop"_s);
+    const QString file =
+        QStandardPaths::locate(QStandardPaths::ApplicationsLocation, desktopID + u".desktop"_s);
     const QString launcher = QStandardPaths::findExecutable(u"gtk-launch"_s);
     if (file.isEmpty() || launcher.isEmpty())
         return false;

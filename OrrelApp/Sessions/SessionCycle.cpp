@@ -55,8 +55,8 @@ QCoro::Task<> SessionCycle::reconcileInteractions(std::vector<QString> newlyBloc
     }
     SessionRuntimeHost* h = m_runtime.host();
     const bool preserve = h && h->preservesResolvedSelection();
-    co_await m_runtime.m_services.interactions.reconcile(
-        std::move(panes), std::move(newlyBlocked), preserve, countsTowardFallbackCadence);
+    co_await m_runtime.m_services.interactions.reconcile(std::move(panes), std::move(newlyBlocked),
+                                                         preserve, countsTowardFallbackCadence);
 }
 
 QCoro::Task<> SessionCycle::reconcileActivity(std::optional<QString> selectedPaneID,
@@ -76,8 +76,8 @@ QCoro::Task<> SessionCycle::refreshAgentMode(QString paneID)
 {
     const StateStore& store = m_runtime.m_store;
     const auto pane = store.panes().find(paneID);
-    if (pane == store.panes().end() || !pane->second.agent ||
-        !AgentModeCycling::supports(*pane->second.agent))
+    if (pane == store.panes().end() || !pane->second.agent
+        || !AgentModeCycling::supports(*pane->second.agent))
         co_return;
     const auto alive = m_lifetime.guard();
     const QString agentID = *pane->second.agent;

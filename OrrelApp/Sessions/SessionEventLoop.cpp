@@ -14,8 +14,7 @@ constexpr Seconds resubscribePause{0.5};
 SessionEventLoop::SessionEventLoop(SessionRuntime& runtime,
                                    std::function<EventStreamOptions()> streamOptions)
     // Queued: the sleeper may end the runtime, and stop() may run in its destructor.
-    : m_runtime(runtime),
-      m_streamOptions(std::move(streamOptions)),
+    : m_runtime(runtime), m_streamOptions(std::move(streamOptions)),
       m_pause(CancellablePause::OnCancel::resumeQueued, runtime.m_services.clock.sleep, &runtime)
 {
 }
@@ -70,9 +69,9 @@ QCoro::Task<> SessionEventLoop::run(quint64 generation, bool includePerPaneStatu
         m_watchedPanes = includePerPaneStatus ? watched : std::set<QString>();
 
         // Reconnects of this stream keep this list; a new list needs a new pass.
-        std::unique_ptr<EventStream> stream = m_runtime.client().events(
-            [subscriptions] { return subscriptions; }, BackoffPolicy::defaultPolicy(),
-            m_streamOptions());
+        std::unique_ptr<EventStream> stream =
+            m_runtime.client().events([subscriptions] { return subscriptions; },
+                                      BackoffPolicy::defaultPolicy(), m_streamOptions());
         std::erase_if(m_streamLoops, [](const auto& loop) { return loop->isFinished(); });
         m_streamLoops.push_back(stream->loopState());
         m_stream = stream.get();
@@ -113,8 +112,8 @@ QCoro::Task<> SessionEventLoop::handle(EventEnvelope envelope)
         const JSONValue* message = envelope.data.member(u"message");
         const auto text = message ? message->stringValue() : std::nullopt;
         runtime.setConnection(SessionRuntime::Connection::unavailable);
-        runtime.setError(u"herdr rejected the event subscription: "_s +
-                         text.value_or(u"invalid_request"_s));
+        runtime.setError(u"herdr rejected the event subscription: "_s
+                         + text.value_or(u"invalid_request"_s));
         co_return;
     }
     const auto selected = runtime.selectedPaneID();

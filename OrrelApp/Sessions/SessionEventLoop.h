@@ -49,7 +49,7 @@ private:
     CancellablePause m_pause;
     quint64 m_generation = 0;
     std::optional<bool> m_includesPerPaneStatus;
-    EventStream* m_stream = nullptr; // owned by the running task
+    EventStream* m_stream = nullptr;  // owned by the running task
     std::set<QString> m_watchedPanes; // whose status the running pass follows
     std::vector<std::shared_ptr<const EventLoopState>> m_streamLoops; // not yet seen to end
 };

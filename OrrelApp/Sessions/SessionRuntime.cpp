@@ -1,17 +1,15 @@
 #include "OrrelApp/Sessions/SessionRuntime.h"
 
-#include "OrrelApp/Sessions/SnapshotPollingPolicy.h"
 #include "OrrelApp/Sessions/SessionCycle.h"
 #include "OrrelApp/Sessions/SessionEventLoop.h"
 #include "OrrelApp/Sessions/SessionPollLoop.h"
+#include "OrrelApp/Sessions/SnapshotPollingPolicy.h"
 
 using namespace Qt::StringLiterals;
 
 SessionRuntime::SessionRuntime(SessionDescriptor descriptor, HerdrEndpoint endpoint,
                                Dependencies dependencies, QObject* parent)
-    : QObject(parent),
-      m_descriptor(std::move(descriptor)),
-      m_endpoint(std::move(endpoint)),
+    : QObject(parent), m_descriptor(std::move(descriptor)), m_endpoint(std::move(endpoint)),
       m_services(std::move(dependencies.client), std::move(dependencies.clock)),
       m_store(m_services.clock.now),
       m_attention(m_descriptor.id() == SessionDescriptor::localDefaultID, dependencies.environment),
@@ -72,7 +70,8 @@ QCoro::Task<> SessionRuntime::track(QCoro::Task<> task)
     if (!self || --m_liveTasks > 0)
         co_return;
     // Queued: whoever waits may end this runtime, and the task that ended is still on the stack.
-    QMetaObject::invokeMethod(this, [this] { m_tasksEnded.wake(); }, Qt::QueuedConnection);
+    QMetaObject::invokeMethod(
+        this, [this] { m_tasksEnded.wake(); }, Qt::QueuedConnection);
 }
 
 bool SessionRuntime::waitForEventStreamExit(std::chrono::milliseconds timeout) const
@@ -219,8 +218,8 @@ QCoro::Task<std::expected<void, EscalationAnswerFailure>> SessionRuntime::sendEs
 {
     const PiHarnessFiles* files = harnessFiles();
     const auto fresh = files ? files->freshEscalation(questionID) : std::nullopt;
-    if (!fresh || fresh->ownerPaneID != ownerPaneID || fresh->originPaneID != originPaneID ||
-        !fresh->canAnswer())
+    if (!fresh || fresh->ownerPaneID != ownerPaneID || fresh->originPaneID != originPaneID
+        || !fresh->canAnswer())
         co_return std::unexpected(EscalationChanged{questionID});
     const Actions actions = m_services.actions;
     const ActionOutcome sent = co_await actions.sendMessage(ownerPaneID, message);

@@ -12,8 +12,7 @@ Clock withSleep(Clock clock)
 } // namespace
 
 SessionServices::SessionServices(std::unique_ptr<HerdrClient> herdr, Clock runtimeClock)
-    : client(std::move(herdr)),
-      clock(std::move(runtimeClock)),
+    : client(std::move(herdr)), clock(std::move(runtimeClock)),
       actions(*client, nullptr, withSleep(clock)),
       openCodeClient(std::make_shared<OpenCodeHTTPClient>()),
       screenReader(*client, PromptClassifier(standardScreenAdapters())),
@@ -22,13 +21,11 @@ SessionServices::SessionServices(std::unique_ptr<HerdrClient> herdr, Clock runti
       screenResponder(screenReader, actions, withSleep(clock)),
       nativeResponder(nativeReader, openCodeClient),
       responder(openCodePanes, nativeResponder, screenResponder),
-      interactions(reader, responder, withSleep(clock)),
-      recentOutput(*client),
+      interactions(reader, responder, withSleep(clock)), recentOutput(*client),
       idlePrompts(*client),
       activity(recentOutput, idlePrompts, PaneActivityCoordinator::standardFallbackPollInterval,
                clock.now),
-      completionSummaries(*client),
-      modes(*client)
+      completionSummaries(*client), modes(*client)
 {
     Q_ASSERT(client);
 }

@@ -8,7 +8,8 @@ using namespace Qt::StringLiterals;
 QCoro::Task<int> listSession(RequestSending& client, QString socketPath, QTextStream& out,
                              QTextStream& err)
 {
-    const auto result = co_await client.request(u"session.snapshot"_s, JSONValue(JSONValue::Object{}));
+    const auto result =
+        co_await client.request(u"session.snapshot"_s, JSONValue(JSONValue::Object{}));
     if (!result) {
         const RequestFailure& failure = result.error();
         // Only a herdr that was never heard from is asked whether it runs; an answer speaks for

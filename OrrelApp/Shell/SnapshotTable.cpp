@@ -60,20 +60,20 @@ QString formatSnapshotTable(const Snapshot& snapshot)
     if (panes.empty())
         return out + u"No panes.\n"_s;
 
-    std::vector<QStringList> rows{{u" "_s, u"WORKSPACE"_s, u"TAB"_s, u"PANE"_s, u"AGENT"_s,
-                                   u"STATUS"_s, u"TITLE"_s}};
+    std::vector<QStringList> rows{
+        {u" "_s, u"WORKSPACE"_s, u"TAB"_s, u"PANE"_s, u"AGENT"_s, u"STATUS"_s, u"TITLE"_s}};
     for (const auto& pane : panes) {
         const auto w = workspaces.find(pane.workspaceID);
         const auto t = tabs.find(pane.tabID);
-        const bool focused = snapshot.focusedPaneID ? *snapshot.focusedPaneID == pane.paneID
-                                                    : pane.focused;
+        const bool focused =
+            snapshot.focusedPaneID ? *snapshot.focusedPaneID == pane.paneID : pane.focused;
         QString agent = pane.displayAgent.value_or(pane.agent.value_or(u"-"_s));
         QString title = pane.title.value_or(pane.label.value_or(pane.cwd.value_or(QString())));
-        rows.push_back({focused ? u"*"_s : u" "_s,
-                        w == workspaces.end() ? pane.workspaceID
-                                              : named(w->second->label, pane.workspaceID),
-                        t == tabs.end() ? pane.tabID : named(t->second->label, pane.tabID),
-                        pane.paneID, agent, toString(pane.agentStatus), title});
+        rows.push_back(
+            {focused ? u"*"_s : u" "_s,
+             w == workspaces.end() ? pane.workspaceID : named(w->second->label, pane.workspaceID),
+             t == tabs.end() ? pane.tabID : named(t->second->label, pane.tabID), pane.paneID, agent,
+             toString(pane.agentStatus), title});
     }
     return out + renderRows(rows);
 }

@@ -33,7 +33,8 @@ QByteArray replyLine(const QString& id, const QString& kind, const JSONValue& va
 
 QByteArray errorLine(const QString& id, const QString& code, const QString& message)
 {
-    return replyLine(id, u"error"_s, JSONValue::object({{u"code"_s, code}, {u"message"_s, message}}));
+    return replyLine(id, u"error"_s,
+                     JSONValue::object({{u"code"_s, code}, {u"message"_s, message}}));
 }
 
 // Subscription type of a lifecycle event: "pane_created" is taken by "pane.created".
@@ -48,8 +49,8 @@ QString lifecycleType(const QString& event)
 
 bool isPerPaneType(const QString& type)
 {
-    return type == u"pane.agent_status_changed" || type == u"pane.scroll_changed" ||
-           type == u"pane.output_matched";
+    return type == u"pane.agent_status_changed" || type == u"pane.scroll_changed"
+           || type == u"pane.output_matched";
 }
 
 } // namespace
@@ -93,7 +94,7 @@ bool FakeHerdrServer::start()
         m_socketPath = m_temporaryDirectory + u"/herdr.sock"_s;
     }
     const QByteArray path = m_socketPath.toUtf8();
-    struct stat existing{};
+    struct stat existing {};
     if (::lstat(path.constData(), &existing) == 0 && S_ISSOCK(existing.st_mode))
         ::unlink(path.constData()); // a stale socket of an earlier run, as herdr removes it
     sockaddr_un address{};
@@ -104,9 +105,9 @@ bool FakeHerdrServer::start()
     address.sun_family = AF_UNIX;
     std::memcpy(address.sun_path, path.constData(), std::size_t(path.size()));
     m_listenFd = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    if (m_listenFd < 0 ||
-        ::bind(m_listenFd, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0 ||
-        ::listen(m_listenFd, 64) != 0 || ::pipe2(m_wakePipe, O_CLOEXEC) != 0) {
+    if (m_listenFd < 0
+        || ::bind(m_listenFd, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0
+        || ::listen(m_listenFd, 64) != 0 || ::pipe2(m_wakePipe, O_CLOEXEC) != 0) {
         m_lastError = QString::fromLocal8Bit(std::strerror(errno));
         if (m_listenFd >= 0)
             ::close(m_listenFd);
@@ -214,7 +215,8 @@ bool FakeHerdrServer::waitForRequests(std::size_t count, std::chrono::millisecon
 
 std::size_t FakeHerdrServer::liveSubscribers() const
 {
-    return std::size_t(std::ranges::count_if(m_subscribers, [](const auto& s) { return s->alive; }));
+    return std::size_t(
+        std::ranges::count_if(m_subscribers, [](const auto& s) { return s->alive; }));
 }
 
 std::size_t FakeHerdrServer::subscriberCount() const
@@ -318,7 +320,8 @@ void FakeHerdrServer::serve(int fd)
 {
     QByteArray buffer;
     bool complete = false;
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(firstLineDeadlineMs);
+    const auto deadline =
+        std::chrono::steady_clock::now() + std::chrono::milliseconds(firstLineDeadlineMs);
     while (!complete && buffer.size() <= maximumRequestBytes) {
         const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
             deadline - std::chrono::steady_clock::now());
@@ -376,7 +379,9 @@ void FakeHerdrServer::serve(int fd)
         case FakeReply::Kind::result:
             writeAll(fd, replyLine(request.id, u"result"_s, reply.value));
             break;
-        case FakeReply::Kind::error: writeAll(fd, errorLine(request.id, reply.code, reply.message)); break;
+        case FakeReply::Kind::error:
+            writeAll(fd, errorLine(request.id, reply.code, reply.message));
+            break;
         case FakeReply::Kind::raw: writeAll(fd, reply.bytes); break;
         case FakeReply::Kind::silent: {
             std::unique_lock lock(m_mutex);
@@ -412,8 +417,9 @@ void FakeHerdrServer::serveSubscribe(int fd, const FakeRequest& request)
         const auto type = r.required<QString>(u"type");
         const auto pane = r.optional<QString>(u"pane_id");
         if (r.failed() || !knownType.match(type).hasMatch() || (isPerPaneType(type) && !pane)) {
-            writeAll(fd, errorLine(QString(), u"invalid_request"_s,
-                                   u"invalid request: bad subscription %1"_s.arg(entry.description())));
+            writeAll(fd,
+                     errorLine(QString(), u"invalid_request"_s,
+                               u"invalid request: bad subscription %1"_s.arg(entry.description())));
             return;
         }
         if (isPerPaneType(type) && paneExists && !paneExists(*pane)) {
@@ -425,8 +431,9 @@ void FakeHerdrServer::serveSubscribe(int fd, const FakeRequest& request)
     }
     {
         std::lock_guard lock(m_mutex);
-        bool ok = writeAll(fd, replyLine(request.id, u"result"_s,
-                                         JSONValue::object({{u"type"_s, u"subscription_started"_s}})));
+        bool ok =
+            writeAll(fd, replyLine(request.id, u"result"_s,
+                                   JSONValue::object({{u"type"_s, u"subscription_started"_s}})));
         for (const auto& [type, line] : m_history) {
             if (ok && subscriber->takes(type, QString()))
                 ok = writeAll(fd, line);

@@ -29,12 +29,15 @@ struct FakeReply {
     enum class Kind { result, error, raw, silent, closeWithoutReply };
 
     Kind kind = Kind::result;
-    JSONValue value;     // result: the result object; error: unused
-    QString code;        // error
-    QString message;     // error
-    QByteArray bytes;    // raw: written as they are, then the connection closes
+    JSONValue value;  // result: the result object; error: unused
+    QString code;     // error
+    QString message;  // error
+    QByteArray bytes; // raw: written as they are, then the connection closes
 
-    static FakeReply result(JSONValue value) { return {Kind::result, std::move(value), {}, {}, {}}; }
+    static FakeReply result(JSONValue value)
+    {
+        return {Kind::result, std::move(value), {}, {}, {}};
+    }
     // herdr's `{"type":"ok"}`.
     static FakeReply ok();
     static FakeReply error(QString code, QString message)

@@ -63,7 +63,8 @@ bool FakeOpenCodeServer::start()
 
 QString FakeOpenCodeServer::url() const
 {
-    const QString host = m_address.protocol() == QAbstractSocket::IPv6Protocol ? u"[::1]"_s : u"127.0.0.1"_s;
+    const QString host =
+        m_address.protocol() == QAbstractSocket::IPv6Protocol ? u"[::1]"_s : u"127.0.0.1"_s;
     return u"http://%1:%2"_s.arg(host).arg(port());
 }
 
@@ -72,7 +73,8 @@ void FakeOpenCodeServer::setMessages(const QString& sessionID, JSONValue message
     m_messages.insert_or_assign(sessionID, std::move(messages));
 }
 
-void FakeOpenCodeServer::setOverride(const QByteArray& method, const QByteArray& path, FakeHTTPReply reply)
+void FakeOpenCodeServer::setOverride(const QByteArray& method, const QByteArray& path,
+                                     FakeHTTPReply reply)
 {
     m_overrides.insert_or_assign(method + ' ' + path, std::move(reply));
 }
@@ -117,7 +119,8 @@ void FakeOpenCodeServer::readFrom(QTcpSocket* socket)
     for (qsizetype i = 1; i < lines.size(); ++i) {
         const qsizetype colon = lines[i].indexOf(':');
         if (colon > 0)
-            request.headers[lines[i].first(colon).trimmed().toLower()] = lines[i].sliced(colon + 1).trimmed();
+            request.headers[lines[i].first(colon).trimmed().toLower()] =
+                lines[i].sliced(colon + 1).trimmed();
     }
     const qsizetype length = request.header("content-length").value_or("0").toLongLong();
     if (buffer.size() < headEnd + 4 + length)
@@ -131,20 +134,24 @@ void FakeOpenCodeServer::readFrom(QTcpSocket* socket)
 FakeHTTPReply FakeOpenCodeServer::answer(const FakeHTTPRequest& request)
 {
     const QByteArray path = request.path();
-    if (const auto found = m_overrides.find(request.method + ' ' + path); found != m_overrides.end())
+    if (const auto found = m_overrides.find(request.method + ' ' + path);
+        found != m_overrides.end())
         return found->second;
 
     QStringList segments;
     for (const QByteArray& segment : path.split('/'))
         segments << QUrl::fromPercentEncoding(segment);
     segments.removeFirst(); // before the leading "/"
-    const auto notFound = FakeHTTPReply::json(JSONValue::object({{u"name"_s, u"NotFoundError"_s}}), 404);
+    const auto notFound =
+        FakeHTTPReply::json(JSONValue::object({{u"name"_s, u"NotFoundError"_s}}), 404);
 
     if (request.method == "GET" && segments == QStringList{u"permission"_s})
         return FakeHTTPReply::json(m_permissions);
-    if (request.method == "GET" && segments.size() == 3 && segments[0] == u"session"_s && segments[2] == u"message"_s) {
+    if (request.method == "GET" && segments.size() == 3 && segments[0] == u"session"_s
+        && segments[2] == u"message"_s) {
         const auto found = m_messages.find(segments[1]);
-        return FakeHTTPReply::json(found == m_messages.end() ? JSONValue(JSONValue::Array{}) : found->second);
+        return FakeHTTPReply::json(found == m_messages.end() ? JSONValue(JSONValue::Array{})
+                                                             : found->second);
     }
     if (request.method == "POST" && segments.size() == 3 && segments[0] == u"permission"_s
         && segments[2] == u"reply"_s) {
@@ -163,8 +170,9 @@ FakeHTTPReply FakeOpenCodeServer::takeReply(const QString& sessionID, const QStr
     JSONValue::Array remaining;
     bool taken = false;
     for (const JSONValue& permission : *m_permissions.arrayValue()) {
-        const bool matches = permission.member(u"id") && permission.member(u"id")->stringValue() == requestID
-                             && (sessionID.isEmpty() || permission.member(u"sessionID")->stringValue() == sessionID);
+        const bool matches =
+            permission.member(u"id") && permission.member(u"id")->stringValue() == requestID
+            && (sessionID.isEmpty() || permission.member(u"sessionID")->stringValue() == sessionID);
         if (matches && !taken)
             taken = true;
         else

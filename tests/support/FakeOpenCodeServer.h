@@ -17,7 +17,7 @@ class QTcpSocket;
 // One HTTP request as the fake opencode server read it.
 struct FakeHTTPRequest {
     QByteArray method;
-    QByteArray target; // as sent: path and query, still encoded
+    QByteArray target;                        // as sent: path and query, still encoded
     std::map<QByteArray, QByteArray> headers; // names in lower case
     QByteArray body;
 

@@ -64,8 +64,10 @@ JSONValue completePane(JSONValue pane)
             pane = withMember(pane, key, value);
     };
     fill(u"terminal_id"_s,
-         u"term_"_s + QString::fromLatin1(
-                          QCryptographicHash::hash(id.toUtf8(), QCryptographicHash::Sha256).toHex().left(13)));
+         u"term_"_s
+             + QString::fromLatin1(QCryptographicHash::hash(id.toUtf8(), QCryptographicHash::Sha256)
+                                       .toHex()
+                                       .left(13)));
     fill(u"workspace_id"_s, id.section(u':', 0, 0));
     fill(u"tab_id"_s, id.section(u':', 0, 0) + u":t1"_s);
     fill(u"focused"_s, false);
@@ -91,13 +93,15 @@ std::expected<FakeReaction, QString> reactionFromJSON(const JSONValue& entry)
     if (const JSONValue* keys = entry.member(u"keys")) {
         auto decoded = JSONCoding<std::vector<QString>>::decode(*keys);
         if (!decoded)
-            return std::unexpected(u"after_keys: keys must be a list of texts: %1"_s.arg(entry.description()));
+            return std::unexpected(
+                u"after_keys: keys must be a list of texts: %1"_s.arg(entry.description()));
         reaction.keys = std::move(*decoded);
     }
     if (const JSONValue* text = entry.member(u"text"); text && text->stringValue())
         reaction.text = *text->stringValue();
     if (!reaction.keys == !reaction.text)
-        return std::unexpected(u"after_keys: each rule needs keys or text: %1"_s.arg(entry.description()));
+        return std::unexpected(
+            u"after_keys: each rule needs keys or text: %1"_s.arg(entry.description()));
     if (const JSONValue* screen = entry.member(u"screen"))
         reaction.screen = screenFromJSON(*screen);
     if (entry.member(u"agent_status"))
@@ -155,11 +159,12 @@ std::expected<FakeScenario, QString> FakeScenario::load(const QString& path)
 {
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly))
-        return std::unexpected(u"Couldn't read the scenario %1: %2"_s.arg(path, file.errorString()));
+        return std::unexpected(
+            u"Couldn't read the scenario %1: %2"_s.arg(path, file.errorString()));
     const auto parsed = JSONValue::parse(file.readAll());
     if (!parsed)
-        return std::unexpected(u"The scenario %1 is not JSON: %2"_s.arg(
-            path, parsed.error().errorDescription()));
+        return std::unexpected(
+            u"The scenario %1 is not JSON: %2"_s.arg(path, parsed.error().errorDescription()));
     return fromJSON(*parsed, QFileInfo(path).absolutePath());
 }
 
@@ -189,13 +194,14 @@ std::expected<FakeScenario, QString> FakeScenario::fromJSON(const JSONValue& sce
         Pane pane;
         JSONValue::Object record = *entry.objectValue();
         const JSONValue* screen = entry.member(u"screen");
-        JSONValue::Object texts = screen && screen->objectValue() ? *screen->objectValue() : JSONValue::Object{};
+        JSONValue::Object texts =
+            screen && screen->objectValue() ? *screen->objectValue() : JSONValue::Object{};
         if (const JSONValue* files = entry.member(u"screen_files"); files && files->objectValue()) {
             for (const auto& [name, value] : *files->objectValue()) {
                 QFile file(QDir(baseDirectory).filePath(value.stringValue().value_or(QString())));
                 if (!file.open(QIODevice::ReadOnly))
-                    return std::unexpected(
-                        u"Couldn't read the screen %1: %2"_s.arg(file.fileName(), file.errorString()));
+                    return std::unexpected(u"Couldn't read the screen %1: %2"_s.arg(
+                        file.fileName(), file.errorString()));
                 texts.insert_or_assign(name, QString::fromUtf8(file.readAll()));
             }
         }
@@ -241,7 +247,8 @@ void FakeScenario::install(FakeHerdrServer& server)
         const QString id = memberString(r.params, u"pane_id");
         std::lock_guard lock(m_mutex);
         const Pane* pane = find(id);
-        return pane ? FakeReply::result(JSONValue::object({{u"type"_s, u"pane_info"_s}, {u"pane"_s, pane->record}}))
+        return pane ? FakeReply::result(
+                   JSONValue::object({{u"type"_s, u"pane_info"_s}, {u"pane"_s, pane->record}}))
                     : paneNotFound(id);
     });
     server.setHandler(u"pane.focus"_s, [this](const FakeRequest& r) {
@@ -255,7 +262,8 @@ void FakeScenario::install(FakeHerdrServer& server)
         if (memberString(pane->record, u"agent_status") == u"done")
             pane->record = withMember(pane->record, u"agent_status"_s, u"idle"_s);
         m_header = withMember(m_header, u"focused_pane_id"_s, id);
-        return FakeReply::result(JSONValue::object({{u"type"_s, u"pane_info"_s}, {u"pane"_s, pane->record}}));
+        return FakeReply::result(
+            JSONValue::object({{u"type"_s, u"pane_info"_s}, {u"pane"_s, pane->record}}));
     });
     auto sendHandler = [this](const FakeRequest& r) {
         const QString id = memberString(r.params, u"pane_id");
@@ -267,8 +275,9 @@ void FakeScenario::install(FakeHerdrServer& server)
                 return FakeReply::error(u"invalid_request"_s, u"invalid request: missing keys"_s);
             for (const auto& key : *keys->arrayValue()) {
                 if (!key.stringValue() || !isValidKey(*key.stringValue()))
-                    return FakeReply::error(u"invalid_key"_s,
-                                            u"unsupported key %1"_s.arg(key.stringValue().value_or(key.description())));
+                    return FakeReply::error(
+                        u"invalid_key"_s,
+                        u"unsupported key %1"_s.arg(key.stringValue().value_or(key.description())));
             }
         }
         react(r);
@@ -283,7 +292,8 @@ void FakeScenario::install(FakeHerdrServer& server)
             std::lock_guard lock(m_mutex);
             for (const auto& record : this->*records) {
                 if (memberString(record, kind + u"_id"_s) == id)
-                    return FakeReply::result(JSONValue::object({{u"type"_s, kind + u"_info"_s}, {kind, record}}));
+                    return FakeReply::result(
+                        JSONValue::object({{u"type"_s, kind + u"_info"_s}, {kind, record}}));
             }
             return FakeReply::error(kind + u"_not_found"_s, u"%1 %2 not found"_s.arg(kind, id));
         };
@@ -330,12 +340,13 @@ JSONValue FakeScenario::snapshotJSON() const
     for (const auto& p : m_panes) {
         panes.push_back(p.record);
         if (p.record.member(u"agent")) {
-            agents.push_back(JSONValue(picked(p.record, {u"terminal_id", u"pane_id", u"tab_id", u"workspace_id",
-                                                         u"agent", u"agent_status", u"focused", u"cwd",
-                                                         u"revision", u"title"})));
+            agents.push_back(JSONValue(
+                picked(p.record, {u"terminal_id", u"pane_id", u"tab_id", u"workspace_id", u"agent",
+                                  u"agent_status", u"focused", u"cwd", u"revision", u"title"})));
         }
     }
-    snapshot[u"workspaces"_s] = JSONValue(JSONValue::Array(m_workspaces.begin(), m_workspaces.end()));
+    snapshot[u"workspaces"_s] =
+        JSONValue(JSONValue::Array(m_workspaces.begin(), m_workspaces.end()));
     snapshot[u"tabs"_s] = JSONValue(JSONValue::Array(m_tabs.begin(), m_tabs.end()));
     snapshot[u"panes"_s] = JSONValue(std::move(panes));
     snapshot[u"agents"_s] = JSONValue(std::move(agents));
@@ -347,8 +358,8 @@ FakeReply FakeScenario::read(const JSONValue& params) const
 {
     const QString id = memberString(params, u"pane_id");
     const QString source = memberString(params, u"source");
-    const QString format = memberString(params, u"format").isEmpty() ? u"text"_s
-                                                                     : memberString(params, u"format");
+    const QString format =
+        memberString(params, u"format").isEmpty() ? u"text"_s : memberString(params, u"format");
     std::lock_guard lock(m_mutex);
     const Pane* pane = find(id);
     if (!pane)
@@ -361,7 +372,8 @@ FakeReply FakeScenario::read(const JSONValue& params) const
     else if (source == u"recent" || source == u"recent_unwrapped")
         text = pane->screen.recent.value_or(stripColour(pane->screen.visible));
     else
-        return FakeReply::error(u"invalid_request"_s, u"invalid request: unknown variant `%1`"_s.arg(source));
+        return FakeReply::error(u"invalid_request"_s,
+                                u"invalid request: unknown variant `%1`"_s.arg(source));
     bool truncated = false;
     if (const JSONValue* lines = params.member(u"lines"); lines && lines->intValue()) {
         const QString cut = lastLines(text, std::min<qint64>(*lines->intValue(), 1000));
@@ -370,14 +382,15 @@ FakeReply FakeScenario::read(const JSONValue& params) const
     }
     return FakeReply::result(JSONValue::object(
         {{u"type"_s, u"pane_read"_s},
-         {u"read"_s, JSONValue::object({{u"pane_id"_s, id},
-                                        {u"workspace_id"_s, memberString(pane->record, u"workspace_id")},
-                                        {u"tab_id"_s, memberString(pane->record, u"tab_id")},
-                                        {u"source"_s, source},
-                                        {u"format"_s, source == u"detection" ? u"text"_s : format},
-                                        {u"text"_s, text},
-                                        {u"revision"_s, 0},
-                                        {u"truncated"_s, truncated}})}}));
+         {u"read"_s,
+          JSONValue::object({{u"pane_id"_s, id},
+                             {u"workspace_id"_s, memberString(pane->record, u"workspace_id")},
+                             {u"tab_id"_s, memberString(pane->record, u"tab_id")},
+                             {u"source"_s, source},
+                             {u"format"_s, source == u"detection" ? u"text"_s : format},
+                             {u"text"_s, text},
+                             {u"revision"_s, 0},
+                             {u"truncated"_s, truncated}})}}));
 }
 
 void FakeScenario::publish(const QString& event, const JSONValue& data)
@@ -393,8 +406,8 @@ void FakeScenario::publish(const QString& event, const JSONValue& data)
 
 JSONValue FakeScenario::statusEventData(const JSONValue& record)
 {
-    return JSONValue(picked(record, {u"pane_id", u"workspace_id", u"agent_status", u"agent", u"title",
-                                     u"display_agent"}));
+    return JSONValue(picked(record, {u"pane_id", u"workspace_id", u"agent_status", u"agent",
+                                     u"title", u"display_agent"}));
 }
 
 void FakeScenario::setPaneStatus(const QString& paneID, AgentStatus status)
@@ -428,7 +441,8 @@ void FakeScenario::addPane(const JSONValue& pane, FakeScreen screen)
             return;
         m_panes.push_back(Pane{record, std::move(screen), {}});
     }
-    publish(u"pane_created"_s, JSONValue::object({{u"type"_s, u"pane_created"_s}, {u"pane"_s, record}}));
+    publish(u"pane_created"_s,
+            JSONValue::object({{u"type"_s, u"pane_created"_s}, {u"pane"_s, record}}));
 }
 
 void FakeScenario::removePane(const QString& paneID)
@@ -440,7 +454,8 @@ void FakeScenario::removePane(const QString& paneID)
         if (!pane)
             return;
         workspace = memberString(pane->record, u"workspace_id");
-        std::erase_if(m_panes, [&](const Pane& p) { return memberString(p.record, u"pane_id") == paneID; });
+        std::erase_if(m_panes,
+                      [&](const Pane& p) { return memberString(p.record, u"pane_id") == paneID; });
     }
     publish(u"pane_closed"_s, JSONValue::object({{u"type"_s, u"pane_closed"_s},
                                                  {u"pane_id"_s, paneID},
@@ -508,9 +523,10 @@ void FakeScenario::react(const FakeRequest& request)
         }
         const QString text = memberString(request.params, u"text");
         const bool isKeys = request.method == u"pane.send_keys";
-        const auto rule = std::find_if(pane->reactions.begin(), pane->reactions.end(), [&](const FakeReaction& r) {
-            return isKeys ? (r.keys && keys && *r.keys == *keys) : (r.text && *r.text == text);
-        });
+        const auto rule = std::find_if(
+            pane->reactions.begin(), pane->reactions.end(), [&](const FakeReaction& r) {
+                return isKeys ? (r.keys && keys && *r.keys == *keys) : (r.text && *r.text == text);
+            });
         if (rule == pane->reactions.end())
             return;
         pane->screen = rule->screen;

@@ -39,8 +39,9 @@ void ManualClock::advance(Seconds by)
     {
         std::lock_guard lock(m_mutex);
         m_now += toDuration(by);
-        auto firstLater = std::stable_partition(m_sleepers.begin(), m_sleepers.end(),
-                                                [&](const Sleeper& s) { return s.deadline <= m_now; });
+        auto firstLater =
+            std::stable_partition(m_sleepers.begin(), m_sleepers.end(),
+                                  [&](const Sleeper& s) { return s.deadline <= m_now; });
         due.assign(m_sleepers.begin(), firstLater);
         m_sleepers.erase(m_sleepers.begin(), firstLater);
     }

@@ -98,7 +98,8 @@ bool SSHTestServer::start(std::chrono::milliseconds timeout)
         || !writeFile(m_directory.filePath(u"no_known_hosts"_s), {}, ownerReadWrite))
         return fail(u"couldn't write known_hosts"_s);
 
-    const QString config = uR"(Port %1
+    const QString config =
+        uR"(Port %1
 ListenAddress 127.0.0.1
 HostKey %2/host_key
 AuthorizedKeysFile %2/authorized_keys
@@ -114,8 +115,7 @@ AllowStreamLocalForwarding yes
 DisableForwarding no
 LogLevel INFO
 )"_s.arg(m_port)
-                               .arg(directory(), currentUser(),
-                                    ::geteuid() == 0 ? u"prohibit-password"_s : u"no"_s);
+            .arg(directory(), currentUser(), ::geteuid() == 0 ? u"prohibit-password"_s : u"no"_s);
     const QString configPath = m_directory.filePath(u"sshd_config"_s);
     if (!writeFile(configPath, config.toUtf8(), ownerReadWrite))
         return fail(u"couldn't write sshd_config"_s);
@@ -175,12 +175,12 @@ void SSHTestServer::stop()
 
 QString SSHTestServer::clientConfiguration(ClientKey key, HostKey host) const
 {
-    const QString name = u"ssh_config_%1_%2"_s.arg(key == ClientKey::authorized ? u"authorized"_s
-                                                                                : u"stranger"_s,
-                                                    host == HostKey::known ? u"known"_s
-                                                                           : u"unknown"_s);
+    const QString name =
+        u"ssh_config_%1_%2"_s.arg(key == ClientKey::authorized ? u"authorized"_s : u"stranger"_s,
+                                  host == HostKey::known ? u"known"_s : u"unknown"_s);
     const QString path = m_directory.filePath(name);
-    const QString config = uR"(Host %1
+    const QString config =
+        uR"(Host %1
   HostName 127.0.0.1
   Port %2
   User %3
@@ -192,13 +192,11 @@ QString SSHTestServer::clientConfiguration(ClientKey key, HostKey host) const
   StrictHostKeyChecking yes
   UpdateHostKeys no
 )"_s.arg(hostAlias())
-                               .arg(m_port)
-                               .arg(currentUser(),
-                                    m_directory.filePath(key == ClientKey::authorized
-                                                             ? u"client_key"_s
-                                                             : u"stranger_key"_s),
-                                    m_directory.filePath(host == HostKey::known
-                                                             ? u"known_hosts"_s
+            .arg(m_port)
+            .arg(currentUser(),
+                 m_directory.filePath(key == ClientKey::authorized ? u"client_key"_s
+                                                                   : u"stranger_key"_s),
+                 m_directory.filePath(host == HostKey::known ? u"known_hosts"_s
                                                              : u"no_known_hosts"_s));
     writeFile(path, config.toUtf8(), ownerReadWrite);
     return path;
@@ -209,8 +207,8 @@ QString SSHTestServer::sshWrapper(ClientKey key, HostKey host) const
     const QString config = clientConfiguration(key, host);
     const QString path = config + u".ssh"_s;
     // exec keeps the process id, so ending the wrapper ends ssh itself.
-    const QByteArray script = "#!/bin/sh\nexec " + QByteArray(sshPath) + " -F '"
-                              + config.toUtf8() + "' \"$@\"\n";
+    const QByteArray script =
+        "#!/bin/sh\nexec " + QByteArray(sshPath) + " -F '" + config.toUtf8() + "' \"$@\"\n";
     writeFile(path, script, ownerReadWrite | QFile::ExeOwner);
     return path;
 }

@@ -21,7 +21,8 @@ namespace testing_detail {
 struct Empty {};
 
 template <class T>
-QCoro::Task<> store(QCoro::Task<T> task, std::optional<std::conditional_t<std::is_void_v<T>, Empty, T>>* out,
+QCoro::Task<> store(QCoro::Task<T> task,
+                    std::optional<std::conditional_t<std::is_void_v<T>, Empty, T>>* out,
                     QEventLoop* loop)
 {
     if constexpr (std::is_void_v<T>) {

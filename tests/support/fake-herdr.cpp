@@ -78,7 +78,8 @@ int main(int argc, char* argv[])
         seen = now;
         auto next = FakeScenario::load(scenarioPath);
         if (!next) {
-            std::fprintf(stderr, "fake-herdr: keeping the last scenario: %s\n", qPrintable(next.error()));
+            std::fprintf(stderr, "fake-herdr: keeping the last scenario: %s\n",
+                         qPrintable(next.error()));
             continue;
         }
         scenario->transitionTo(*next);

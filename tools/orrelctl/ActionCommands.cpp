@@ -10,7 +10,8 @@ using namespace Qt::StringLiterals;
 namespace {
 
 // Refusals of the program's own say that nothing was sent (exit 3); herdr's failures exit 1.
-int failAction(const CommandContext& context, const HerdrClient& client, const ActionFailure& failure)
+int failAction(const CommandContext& context, const HerdrClient& client,
+               const ActionFailure& failure)
 {
     if (const ActionError* refused = failure.actionError())
         return context.fail(refused->errorDescription(),
@@ -32,8 +33,9 @@ bool parsePane(Parsed& parsed, const CommandContext& context, const QString& usa
         return false;
     parsed.positional = parsed.parser.positionalArguments();
     if (parsed.positional.size() != count) {
-        context.fail(u"orrelctl: expected %1 argument(s)\nusage: orrelctl %2"_s.arg(count).arg(usage),
-                     ExitStatus::usage);
+        context.fail(
+            u"orrelctl: expected %1 argument(s)\nusage: orrelctl %2"_s.arg(count).arg(usage),
+            ExitStatus::usage);
         return false;
     }
     return true;
@@ -43,7 +45,8 @@ bool parsePane(Parsed& parsed, const CommandContext& context, const QString& usa
 int reportSent(const CommandContext& context, const Parsed& parsed, const QString& sentence)
 {
     if (parsed.parser.isSet(u"json"_s))
-        context.printJSON(JSONValue::object({{u"paneID"_s, parsed.positional[0]}, {u"result"_s, u"sent"_s}}));
+        context.printJSON(
+            JSONValue::object({{u"paneID"_s, parsed.positional[0]}, {u"result"_s, u"sent"_s}}));
     else
         context.print(sentence);
     return ExitStatus::success;
@@ -52,7 +55,8 @@ int reportSent(const CommandContext& context, const Parsed& parsed, const QStrin
 QCoro::Task<int> runInterrupt(CommandContext context)
 {
     Parsed parsed;
-    if (!parsePane(parsed, context, u"interrupt PANE [--socket PATH | --session NAME] [--json]"_s, 1))
+    if (!parsePane(parsed, context, u"interrupt PANE [--socket PATH | --session NAME] [--json]"_s,
+                   1))
         co_return ExitStatus::usage;
     const auto client = clientFromOptions(parsed.parser, context);
     const QString pane = parsed.positional[0];
@@ -65,7 +69,8 @@ QCoro::Task<int> runInterrupt(CommandContext context)
 QCoro::Task<int> runSend(CommandContext context)
 {
     Parsed parsed;
-    if (!parsePane(parsed, context, u"send PANE TEXT [--socket PATH | --session NAME] [--json]"_s, 2))
+    if (!parsePane(parsed, context, u"send PANE TEXT [--socket PATH | --session NAME] [--json]"_s,
+                   2))
         co_return ExitStatus::usage;
     const auto client = clientFromOptions(parsed.parser, context);
     const QString pane = parsed.positional[0];
@@ -79,8 +84,7 @@ QCoro::Task<int> runJump(CommandContext context)
 {
     Parsed parsed;
     parsed.parser.addOption(QCommandLineOption(u"terminal"_s, u"a terminal profile id"_s, u"ID"_s));
-    const QString usage =
-        u"jump PANE [--terminal ID] [--socket PATH | --session NAME] [--json]"_s;
+    const QString usage = u"jump PANE [--terminal ID] [--socket PATH | --session NAME] [--json]"_s;
     if (!parsePane(parsed, context, usage, 1))
         co_return ExitStatus::usage;
     TerminalActivator::Selection selection = TerminalActivator::Automatic{};
@@ -104,11 +108,14 @@ QCoro::Task<int> runJump(CommandContext context)
     if (!outcome)
         co_return failAction(context, *client, outcome.error());
     if (outcome->kind == ActionResult::Kind::needsAttach)
-        co_return context.fail(u"herdr focused nothing: no terminal is attached to this session."_s);
+        co_return context.fail(
+            u"herdr focused nothing: no terminal is attached to this session."_s);
     const TerminalPresentation& shown = *outcome->terminal;
     if (parsed.parser.isSet(u"json"_s)) {
         RecordWriter writer;
-        writer.set(u"paneID"_s, pane).set(u"result"_s, u"jumped"_s).set(u"presented"_s, shown.presentedAppName);
+        writer.set(u"paneID"_s, pane)
+            .set(u"result"_s, u"jumped"_s)
+            .set(u"presented"_s, shown.presentedAppName);
         if (shown.failure)
             writer.set(u"notice"_s, jumpFailureMessage(*shown.failure));
         context.printJSON(writer.value());

@@ -21,15 +21,14 @@ const QString usage =
 QString timeText(Timestamp timestamp)
 {
     const auto milliseconds = qint64(epochSeconds(timestamp) * 1000.0);
-    return QDateTime::fromMSecsSinceEpoch(milliseconds, Qt::UTC)
-        .toString(Qt::ISODateWithMs);
+    return QDateTime::fromMSecsSinceEpoch(milliseconds, Qt::UTC).toString(Qt::ISODateWithMs);
 }
 
 QString itemLine(const QString& lead, const AttentionItem& item)
 {
     QString line = u"%1 %2 pane %3 root %4 reason %5 phase %6 since %7"_s.arg(
-        lead, item.id, item.paneID, item.rootPaneID, reasonName(item.reason),
-        toString(item.phase), timeText(item.since));
+        lead, item.id, item.paneID, item.rootPaneID, reasonName(item.reason), toString(item.phase),
+        timeText(item.since));
     if (const auto* ask = item.explicitAsk(); ask && !ask->signal.q.isEmpty())
         line += u" question \"%1\""_s.arg(printableText(ask->signal.q));
     if (const auto* escalation = item.escalation())
@@ -86,10 +85,10 @@ void printRefresh(const CommandContext& context, const AttentionSnapshot& snapsh
         return;
     }
     context.print(u"refresh %1 overall %2; needs you: %3; in grace: %4; hidden child asks: %5; "
-                  u"stale escalations: %6"_s.arg(timeText(now), toString(snapshot.overallStatus),
-                                                  idList(snapshot.needsYou()),
-                                                  idList(snapshot.inGrace()),
-                                                  hiddenCounts(snapshot))
+                  u"stale escalations: %6"_s
+                      .arg(timeText(now), toString(snapshot.overallStatus),
+                           idList(snapshot.needsYou()), idList(snapshot.inGrace()),
+                           hiddenCounts(snapshot))
                       .arg(snapshot.staleEscalationCount));
     for (const auto& alert : alerts)
         context.print(itemLine(u"alert"_s, alert));
@@ -119,8 +118,8 @@ public:
     QCoro::Task<> sessionRuntimeDidObserve(SessionRuntime* runtime, StateTransitionResult,
                                            std::optional<QString>) override
     {
-        printRefresh(m_context, runtime->attention(), runtime->takeNewAlerts(),
-                     m_clock.now(), m_json);
+        printRefresh(m_context, runtime->attention(), runtime->takeNewAlerts(), m_clock.now(),
+                     m_json);
         // Queued, so that the runtime is not ended inside its own cycle.
         if (m_remaining && --*m_remaining == 0)
             QMetaObject::invokeMethod(this, &WatchHost::finished, Qt::QueuedConnection);
@@ -161,7 +160,8 @@ QCoro::Task<int> runAttention(CommandContext context)
         refreshes = parser.value(u"refreshes"_s).toLongLong(&ok);
         if (!ok || *refreshes < 1 || !parser.isSet(u"watch"_s))
             co_return context.fail(u"orrelctl attention: --refreshes takes a positive number "
-                                   u"and needs --watch\nusage: orrelctl "_s + usage,
+                                   u"and needs --watch\nusage: orrelctl "_s
+                                       + usage,
                                    ExitStatus::usage);
     }
     const bool json = parser.isSet(u"json"_s);
@@ -203,8 +203,7 @@ QCoro::Task<int> runAttention(CommandContext context)
 }
 
 const CommandRegistration registration{
-    u"attention"_s, u"show who in a session needs you, once or at every refresh"_s,
-    &runAttention};
+    u"attention"_s, u"show who in a session needs you, once or at every refresh"_s, &runAttention};
 
 } // namespace
 

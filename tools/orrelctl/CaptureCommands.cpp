@@ -19,19 +19,21 @@ namespace {
 
 const QString captureUsage =
     u"capture PANE --out DIR [--overwrite] [--captured-at TEXT] [--socket PATH | --session NAME] [--json]"_s;
-const QString fixtureUsage =
-    u"fixture extract CAPTURE --annotations FILE --out DIR [--detection FILE] [--visible-ansi FILE]\n"
-    "                 [--start-marker TEXT [--end-marker TEXT]] [--json]\n"
-    "       orrelctl fixture verify FIXTURE [--json]\n"
-    "       orrelctl fixture inspect FIXTURE [--json]"_s;
+const QString fixtureUsage = u"fixture extract CAPTURE --annotations FILE --out DIR [--detection "
+                             u"FILE] [--visible-ansi FILE]\n"
+                             "                 [--start-marker TEXT [--end-marker TEXT]] [--json]\n"
+                             "       orrelctl fixture verify FIXTURE [--json]\n"
+                             "       orrelctl fixture inspect FIXTURE [--json]"_s;
 
 int failUsage(const CommandContext& context, const QString& message, const QString& usage)
 {
-    return context.fail(u"orrelctl: %1\nusage: orrelctl %2"_s.arg(message, usage), ExitStatus::usage);
+    return context.fail(u"orrelctl: %1\nusage: orrelctl %2"_s.arg(message, usage),
+                        ExitStatus::usage);
 }
 
 // The error on one line, naming the directory it is about when the message does not.
-int failCapture(const CommandContext& context, const PaneCaptureError& error, const QString& path = {})
+int failCapture(const CommandContext& context, const PaneCaptureError& error,
+                const QString& path = {})
 {
     const QString message = error.errorDescription();
     if (error.kind == PaneCaptureError::Kind::invalidBundle && !path.isEmpty())
@@ -46,7 +48,8 @@ QCoro::Task<int> runCapture(CommandContext context)
     addJSONOption(parser);
     parser.addOption(QCommandLineOption(u"out"_s, u"directory for the bundle"_s, u"DIR"_s));
     parser.addOption(QCommandLineOption(u"overwrite"_s, u"replace an existing bundle"_s));
-    parser.addOption(QCommandLineOption(u"captured-at"_s, u"the capture time as written"_s, u"TEXT"_s));
+    parser.addOption(
+        QCommandLineOption(u"captured-at"_s, u"the capture time as written"_s, u"TEXT"_s));
     if (!parseArguments(parser, context, captureUsage))
         co_return ExitStatus::usage;
     const QStringList positional = parser.positionalArguments();
@@ -67,8 +70,8 @@ QCoro::Task<int> runCapture(CommandContext context)
             co_return failRequest(context, *client, *bundle.error().failure);
         co_return failCapture(context, bundle.error());
     }
-    const auto path = PaneCaptureWriter::write(*bundle, parser.value(u"out"_s),
-                                               parser.isSet(u"overwrite"_s));
+    const auto path =
+        PaneCaptureWriter::write(*bundle, parser.value(u"out"_s), parser.isSet(u"overwrite"_s));
     if (!path)
         co_return failCapture(context, path.error());
 
@@ -79,7 +82,8 @@ QCoro::Task<int> runCapture(CommandContext context)
         QString line = u"%1 (%2, %3 and %4 bytes)"_s.arg(*path, m.agent.value_or(u"no agent"_s))
                            .arg(m.detectionByteCount)
                            .arg(m.visibleANSIByteCount);
-        if (m.paneRevisionBefore != m.paneRevisionAfter || m.agentStatusBefore != m.agentStatusAfter)
+        if (m.paneRevisionBefore != m.paneRevisionAfter
+            || m.agentStatusBefore != m.agentStatusAfter)
             line += u"\nThe pane changed while it was read: %1 r%2 before, %3 r%4 after."_s
                         .arg(toString(m.agentStatusBefore))
                         .arg(m.paneRevisionBefore)
@@ -133,9 +137,9 @@ int runExtract(const CommandContext& context, const QCommandLineParser& parser,
             region->endMarker = parser.value(u"end-marker"_s);
     }
 
-    const auto fixture = PaneFixtureExtractor::extract(captureDirectory, *annotations,
-                                                       parser.value(u"out"_s), replacements[0],
-                                                       replacements[1], region);
+    const auto fixture =
+        PaneFixtureExtractor::extract(captureDirectory, *annotations, parser.value(u"out"_s),
+                                      replacements[0], replacements[1], region);
     if (!fixture)
         return failCapture(context, fixture.error(), captureDirectory);
     if (parser.isSet(u"json"_s))
@@ -152,8 +156,8 @@ int runVerify(const CommandContext& context, const QCommandLineParser& parser,
     if (!metadata)
         return failCapture(context, metadata.error(), fixtureDirectory);
     if (parser.isSet(u"json"_s)) {
-        context.printJSON(JSONValue::object(
-            {{u"path"_s, QDir(fixtureDirectory).absolutePath()}, {u"metadata"_s, metadata->asJSONValue()}}));
+        context.printJSON(JSONValue::object({{u"path"_s, QDir(fixtureDirectory).absolutePath()},
+                                             {u"metadata"_s, metadata->asJSONValue()}}));
     } else {
         context.print(u"%1: verified %2 (%3), artifact %4"_s.arg(
             QDir::cleanPath(fixtureDirectory), metadata->annotations.name,
@@ -179,7 +183,8 @@ QCoro::Task<int> runFixture(CommandContext context)
     addJSONOption(parser);
     parser.addOption(QCommandLineOption(u"annotations"_s, u"the annotations JSON"_s, u"FILE"_s));
     parser.addOption(QCommandLineOption(u"out"_s, u"directory for the fixture"_s, u"DIR"_s));
-    parser.addOption(QCommandLineOption(u"detection"_s, u"replacement detection text"_s, u"FILE"_s));
+    parser.addOption(
+        QCommandLineOption(u"detection"_s, u"replacement detection text"_s, u"FILE"_s));
     parser.addOption(
         QCommandLineOption(u"visible-ansi"_s, u"replacement coloured text"_s, u"FILE"_s));
     parser.addOption(QCommandLineOption(u"start-marker"_s, u"first line to keep"_s, u"TEXT"_s));
@@ -195,10 +200,11 @@ QCoro::Task<int> runFixture(CommandContext context)
         co_return runExtract(context, parser, directory);
     if (action != u"verify" && action != u"inspect")
         co_return failUsage(context, u"unknown fixture action %1"_s.arg(action), fixtureUsage);
-    for (const auto* option : {u"annotations", u"out", u"detection", u"visible-ansi", u"start-marker",
-                               u"end-marker"}) {
+    for (const auto* option :
+         {u"annotations", u"out", u"detection", u"visible-ansi", u"start-marker", u"end-marker"}) {
         if (parser.isSet(QString::fromUtf16(option)))
-            co_return failUsage(context, u"--%1 belongs to fixture extract"_s.arg(option), fixtureUsage);
+            co_return failUsage(context, u"--%1 belongs to fixture extract"_s.arg(option),
+                                fixtureUsage);
     }
     co_return action == u"verify" ? runVerify(context, parser, directory)
                                   : runInspect(context, parser, directory);

@@ -31,8 +31,7 @@ int CommandContext::fail(const QString& message, int status) const
     return status;
 }
 
-bool parseArguments(QCommandLineParser& parser, const CommandContext& context,
-                    const QString& usage)
+bool parseArguments(QCommandLineParser& parser, const CommandContext& context, const QString& usage)
 {
     parser.setOptionsAfterPositionalArgumentsMode(QCommandLineParser::ParseAsOptions);
     parser.setSingleDashWordOptionMode(QCommandLineParser::ParseAsLongOptions);
@@ -60,10 +59,9 @@ std::unique_ptr<HerdrClient> clientFromOptions(const QCommandLineParser& parser,
 {
     constexpr double requestTimeout = 5.0;
     if (parser.isSet(u"session"_s)) {
-        return std::make_unique<HerdrClient>(
-            HerdrEndpoint::unixSocket(SocketPath::forSession(parser.value(u"session"_s),
-                                                             context.environment)),
-            requestTimeout);
+        return std::make_unique<HerdrClient>(HerdrEndpoint::unixSocket(SocketPath::forSession(
+                                                 parser.value(u"session"_s), context.environment)),
+                                             requestTimeout);
     }
     std::optional<QString> socket;
     if (parser.isSet(u"socket"_s))
@@ -72,7 +70,7 @@ std::unique_ptr<HerdrClient> clientFromOptions(const QCommandLineParser& parser,
 }
 
 int failRequest(const CommandContext& context, const HerdrClient& client,
-                    const RequestFailure& failure)
+                const RequestFailure& failure)
 {
     const QString path = client.socketPath();
     const SocketError* socket = failure.socketError();
@@ -83,8 +81,7 @@ int failRequest(const CommandContext& context, const HerdrClient& client,
             reason = u"it is a directory, not a socket"_s;
         else if (info.isFile())
             reason = u"it is a regular file, not a socket"_s;
-        return context.fail(
-            u"Couldn't reach herdr — is it running? %1: %2"_s.arg(path, reason));
+        return context.fail(u"Couldn't reach herdr — is it running? %1: %2"_s.arg(path, reason));
     }
     return context.fail(u"%1 (%2)"_s.arg(failure.errorDescription(), path));
 }

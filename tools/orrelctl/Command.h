@@ -68,7 +68,7 @@ std::unique_ptr<HerdrClient> clientFromOptions(const QCommandLineParser& parser,
 // One line for a failed request, with the socket path. A socket that takes no connection asks
 // whether herdr runs; every other failure, herdr's own answers first, is told as it happened.
 int failRequest(const CommandContext& context, const HerdrClient& client,
-                    const RequestFailure& failure);
+                const RequestFailure& failure);
 
 // Text that came from an agent goes to a terminal: no control characters get through.
 QString printableText(const QString& text);

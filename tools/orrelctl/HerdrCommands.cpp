@@ -17,9 +17,9 @@ QCoro::Task<int> runPing(CommandContext context)
     if (!parseArguments(parser, context, u"ping [--socket PATH | --session NAME] [--json]"_s))
         co_return ExitStatus::usage;
     if (!parser.positionalArguments().isEmpty())
-        co_return context.fail(u"orrelctl ping: unexpected argument %1"_s.arg(
-                                   parser.positionalArguments().first()),
-                               ExitStatus::usage);
+        co_return context.fail(
+            u"orrelctl ping: unexpected argument %1"_s.arg(parser.positionalArguments().first()),
+            ExitStatus::usage);
     const auto client = clientFromOptions(parser, context);
     const auto result = co_await client->request(u"ping"_s, JSONValue(JSONValue::Object{}));
     if (!result)
@@ -35,7 +35,8 @@ QCoro::Task<int> runPing(CommandContext context)
     } else {
         QString line = info.summary() + u" at "_s + client->socketPath();
         if (!info.isSupported())
-            line += u" (too old: protocol %1 or newer is needed)"_s.arg(HerdrPingInfo::minimumProtocol);
+            line +=
+                u" (too old: protocol %1 or newer is needed)"_s.arg(HerdrPingInfo::minimumProtocol);
         context.print(line);
     }
     co_return ExitStatus::success;
@@ -59,8 +60,8 @@ QCoro::Task<int> runSnapshot(CommandContext context)
         co_return failRequest(context, *client, result.error());
     const auto snapshot = Snapshot::fromResult(*result);
     if (!snapshot)
-        co_return context.fail(u"herdr's snapshot could not be read: %1"_s.arg(
-            snapshot.error().errorDescription()));
+        co_return context.fail(
+            u"herdr's snapshot could not be read: %1"_s.arg(snapshot.error().errorDescription()));
     if (parser.isSet(u"json"_s))
         context.printJSON(snapshot->asJSONValue());
     else

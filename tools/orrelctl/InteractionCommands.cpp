@@ -23,10 +23,12 @@ std::expected<QString, QString> readScreenFile(const QString& path)
     if (!file.open(QIODevice::ReadOnly))
         return std::unexpected(u"Couldn't read %1: %2"_s.arg(path, file.errorString()));
     if (file.size() > largestScreenFile)
-        return std::unexpected(u"%1 is larger than %2 bytes and is no screen."_s.arg(path).arg(largestScreenFile));
+        return std::unexpected(
+            u"%1 is larger than %2 bytes and is no screen."_s.arg(path).arg(largestScreenFile));
     const QByteArray bytes = file.read(largestScreenFile + 1);
     if (bytes.size() > largestScreenFile)
-        return std::unexpected(u"%1 is larger than %2 bytes and is no screen."_s.arg(path).arg(largestScreenFile));
+        return std::unexpected(
+            u"%1 is larger than %2 bytes and is no screen."_s.arg(path).arg(largestScreenFile));
     QStringDecoder decoder(QStringDecoder::Utf8);
     QString text = decoder.decode(bytes);
     if (decoder.hasError())
@@ -68,9 +70,10 @@ QString contentText(const InteractionContentEvidence& content)
     QStringList lines{u"diff of "_s + diff->filePath + u":"_s};
     for (const auto& line : diff->lines) {
         const QChar sign = line.kind == InteractionDiffLineKind::removal    ? u'-'
-                         : line.kind == InteractionDiffLineKind::addition ? u'+'
-                                                                          : u' ';
-        lines << u"  %1 %2 %3"_s.arg(line.lineNumber ? QString::number(*line.lineNumber) : QString(), 4)
+                           : line.kind == InteractionDiffLineKind::addition ? u'+'
+                                                                            : u' ';
+        lines << u"  %1 %2 %3"_s
+                     .arg(line.lineNumber ? QString::number(*line.lineNumber) : QString(), 4)
                      .arg(sign)
                      .arg(line.text);
     }
@@ -112,7 +115,9 @@ QString rendering(const PendingInteraction& interaction)
             if (choice.kind != InteractionChoiceKind::option)
                 line += u"  ("_s + toString(choice.kind) + u")"_s;
             if (!choice.shortcutKeys.empty())
-                line += u"  keys: "_s + QStringList(choice.shortcutKeys.begin(), choice.shortcutKeys.end()).join(u", "_s);
+                line += u"  keys: "_s
+                        + QStringList(choice.shortcutKeys.begin(), choice.shortcutKeys.end())
+                              .join(u", "_s);
             out << line;
             if (choice.description)
                 out << indented(*choice.description, u"       "_s);
@@ -133,7 +138,8 @@ QString rendering(const PendingInteraction& interaction)
     for (const auto capability : interaction.capabilities)
         capabilities << toString(capability);
     out << u"capabilities: "_s + capabilities.join(u", "_s);
-    out << u"reader: %1 (%2)"_s.arg(interaction.evidence.providerID, toString(interaction.evidence.confidence));
+    out << u"reader: %1 (%2)"_s.arg(interaction.evidence.providerID,
+                                    toString(interaction.evidence.confidence));
     out << u"fingerprint: "_s + interaction.fingerprint().rawValue;
     return out.join(u'\n');
 }
@@ -158,8 +164,10 @@ QCoro::Task<int> runClassify(CommandContext context)
     QCommandLineParser parser;
     parser.addOption(QCommandLineOption(u"agent"_s, u"the agent whose reader to use"_s, u"ID"_s));
     parser.addOption(QCommandLineOption(u"detection"_s, u"the detection text"_s, u"FILE"_s));
-    parser.addOption(QCommandLineOption(u"visible"_s, u"the visible text with colours"_s, u"FILE"_s));
-    parser.addOption(QCommandLineOption(u"pane"_s, u"the pane id for the fingerprint"_s, u"ID"_s, u"pane"_s));
+    parser.addOption(
+        QCommandLineOption(u"visible"_s, u"the visible text with colours"_s, u"FILE"_s));
+    parser.addOption(
+        QCommandLineOption(u"pane"_s, u"the pane id for the fingerprint"_s, u"ID"_s, u"pane"_s));
     addJSONOption(parser);
     if (!parseArguments(parser, context, usage))
         co_return ExitStatus::usage;
@@ -168,8 +176,9 @@ QCoro::Task<int> runClassify(CommandContext context)
                                    parser.positionalArguments().first()),
                                ExitStatus::usage);
     if (!parser.isSet(u"agent"_s) || !parser.isSet(u"detection"_s))
-        co_return context.fail(u"orrelctl classify: --agent and --detection are required\nusage: orrelctl "_s + usage,
-                               ExitStatus::usage);
+        co_return context.fail(
+            u"orrelctl classify: --agent and --detection are required\nusage: orrelctl "_s + usage,
+            ExitStatus::usage);
     const auto detection = readScreenFile(parser.value(u"detection"_s));
     if (!detection)
         co_return context.fail(detection.error());
@@ -184,8 +193,9 @@ QCoro::Task<int> runClassify(CommandContext context)
     }
     const PromptClassifier classifier(standardScreenAdapters());
     printInteraction(context, parser,
-                     classifier.classifyInteraction(parser.value(u"pane"_s), parser.value(u"agent"_s),
-                                                    *detection, visible, std::nullopt, tabLabel));
+                     classifier.classifyInteraction(parser.value(u"pane"_s),
+                                                    parser.value(u"agent"_s), *detection, visible,
+                                                    std::nullopt, tabLabel));
     co_return ExitStatus::success;
 }
 
@@ -215,7 +225,8 @@ QCoro::Task<int> runRead(CommandContext context)
     paneParams.paneID = paneID;
     const auto paneReply = co_await client->request(u"pane.get"_s, paneParams.asJSONValue());
     if (!paneReply) {
-        if (const auto* herdr = paneReply.error().herdrError(); herdr && herdr->kind == HerdrError::Kind::api)
+        if (const auto* herdr = paneReply.error().herdrError();
+            herdr && herdr->kind == HerdrError::Kind::api)
             co_return context.fail(herdr->errorDescription());
         co_return failRequest(context, *client, paneReply.error());
     }
@@ -234,7 +245,7 @@ QCoro::Task<int> runRead(CommandContext context)
 
 const CommandRegistration classifyRegistration{
     u"classify"_s, u"read the prompt in saved screen text as the program would"_s, &runClassify};
-const CommandRegistration readRegistration{
-    u"read"_s, u"read the prompt that waits in a pane"_s, &runRead};
+const CommandRegistration readRegistration{u"read"_s, u"read the prompt that waits in a pane"_s,
+                                           &runRead};
 
 } // namespace

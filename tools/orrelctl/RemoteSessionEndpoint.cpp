@@ -100,14 +100,13 @@ QCoro::Task<RemoteSessionOpening> RemoteSessionEndpoint::open(QString target,
         const bool badTarget =
             sessions.error().kind == SessionDirectory::Failure::Kind::invalidSSHTarget;
         co_return failed(context.fail(sessions.error().errorDescription(),
-                                               badTarget ? ExitStatus::usage
-                                                         : ExitStatus::failure));
+                                      badTarget ? ExitStatus::usage : ExitStatus::failure));
     }
     const auto session = pick(*sessions, name);
     if (!session) {
-        co_return failed(context.fail(
-            name ? u"No running herdr session named %1 on %2."_s.arg(*name, target)
-                 : u"No running default herdr session on %1."_s.arg(target)));
+        co_return failed(
+            context.fail(name ? u"No running herdr session named %1 on %2."_s.arg(*name, target)
+                              : u"No running default herdr session on %1."_s.arg(target)));
     }
 
     const auto port = SSHTunnel::availableLoopbackPort();

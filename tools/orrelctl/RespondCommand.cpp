@@ -40,14 +40,17 @@ std::expected<RespondArguments, QString> respondArguments(const QCommandLinePars
     static const QRegularExpression hex64(u"^[0-9a-f]{64}$"_s);
     const QString fingerprint = parser.value(u"fingerprint"_s);
     if (!hex64.match(fingerprint).hasMatch())
-        return std::unexpected(u"--fingerprint takes the 64 hexadecimal characters that `orrelctl read` prints"_s);
+        return std::unexpected(
+            u"--fingerprint takes the 64 hexadecimal characters that `orrelctl read` prints"_s);
     arguments.fingerprint = InteractionFingerprint(fingerprint);
 
     const bool choice = parser.isSet(u"choice"_s);
     const bool text = parser.isSet(u"text"_s);
-    const int modes = int(choice || text) + int(parser.isSet(u"approve"_s)) + int(parser.isSet(u"deny"_s)) + int(keys);
+    const int modes = int(choice || text) + int(parser.isSet(u"approve"_s))
+                      + int(parser.isSet(u"deny"_s)) + int(keys);
     if (modes != 1)
-        return std::unexpected(u"give exactly one of --choice, --approve, --deny, --text or --keys"_s);
+        return std::unexpected(
+            u"give exactly one of --choice, --approve, --deny, --text or --keys"_s);
     if (parser.isSet(u"submit"_s) && (!text || choice))
         return std::unexpected(u"--submit goes with --text alone"_s);
 
@@ -56,14 +59,16 @@ std::expected<RespondArguments, QString> respondArguments(const QCommandLinePars
         bool ok = false;
         const qint64 number = parser.value(u"choice"_s).toLongLong(&ok);
         if (!ok)
-            return std::unexpected(u"--choice takes the choice's number as the screen shows it, from 1"_s);
+            return std::unexpected(
+                u"--choice takes the choice's number as the screen shows it, from 1"_s);
         choiceIndex = number - 1;
     }
     if (keys) {
         for (const QString& key : parser.values(u"keys"_s) + positional.mid(1))
             arguments.keys.push_back(key);
     } else if (choiceIndex && text) {
-        arguments.intent = InteractionResponseIntent::submitChoiceText(*choiceIndex, parser.value(u"text"_s));
+        arguments.intent =
+            InteractionResponseIntent::submitChoiceText(*choiceIndex, parser.value(u"text"_s));
     } else if (choiceIndex) {
         arguments.intent = InteractionResponseIntent::selectChoice(*choiceIndex);
     } else if (text) {
@@ -94,14 +99,15 @@ InteractionResponseIntent receiptIntent(const RespondArguments& arguments)
 void printReceipt(const CommandContext& context, bool json, const RespondArguments& arguments,
                   const InteractionResponseResult& result)
 {
-    SentReceipt receipt =
-        SentReceipt::make(receiptIntent(arguments), result.validatedInteraction, result.sentOperations);
+    SentReceipt receipt = SentReceipt::make(receiptIntent(arguments), result.validatedInteraction,
+                                            result.sentOperations);
     if (!arguments.intent)
         receipt.headline = u"Keys"_s;
     if (json) {
-        JSONValue::Object object{{u"receipt"_s, receipt.asJSONValue()},
-                                 {u"sent"_s, operationsJSON(result.sentOperations)},
-                                 {u"validatedFingerprint"_s, result.validatedInteraction.fingerprint().rawValue}};
+        JSONValue::Object object{
+            {u"receipt"_s, receipt.asJSONValue()},
+            {u"sent"_s, operationsJSON(result.sentOperations)},
+            {u"validatedFingerprint"_s, result.validatedInteraction.fingerprint().rawValue}};
         if (result.settledInteraction)
             object.emplace(u"settledInteraction"_s, result.settledInteraction->asJSONValue());
         context.printJSON(JSONValue(std::move(object)));
@@ -110,7 +116,8 @@ void printReceipt(const CommandContext& context, bool json, const RespondArgumen
     QStringList lines{receipt.headline, receipt.detail, receipt.footnote};
     if (result.settledInteraction) {
         const auto& next = *result.settledInteraction;
-        lines << u"Now: %1%2"_s.arg(toString(next.kind), next.title ? u" \u2014 "_s + *next.title : QString());
+        lines << u"Now: %1%2"_s.arg(toString(next.kind),
+                                    next.title ? u" \u2014 "_s + *next.title : QString());
     }
     context.print(lines.join(u'\n'));
 }
@@ -126,7 +133,8 @@ int printRefusal(const CommandContext& context, const InteractionResponseFailure
     // A refusal is the gate working; a read or a send that failed is herdr failing.
     const bool herdrFailed = failure.readFailure()
                              || (failure.sendFailure() && !failure.sendFailure()->isKeysRejected());
-    return context.fail(failure.refusalSentence(), herdrFailed ? ExitStatus::failure : ExitStatus::refused);
+    return context.fail(failure.refusalSentence(),
+                        herdrFailed ? ExitStatus::failure : ExitStatus::refused);
 }
 
 QCoro::Task<int> runRespond(CommandContext context)
@@ -134,7 +142,8 @@ QCoro::Task<int> runRespond(CommandContext context)
     QCommandLineParser parser;
     addConnectionOptions(parser);
     addJSONOption(parser);
-    parser.addOption(QCommandLineOption(u"fingerprint"_s, u"the fingerprint of the prompt you saw"_s, u"FP"_s));
+    parser.addOption(
+        QCommandLineOption(u"fingerprint"_s, u"the fingerprint of the prompt you saw"_s, u"FP"_s));
     parser.addOption(QCommandLineOption(u"choice"_s, u"the choice's number, from 1"_s, u"N"_s));
     parser.addOption(QCommandLineOption(u"approve"_s, u"approve an approval prompt"_s));
     parser.addOption(QCommandLineOption(u"deny"_s, u"deny an approval prompt"_s));
@@ -145,8 +154,9 @@ QCoro::Task<int> runRespond(CommandContext context)
         co_return ExitStatus::usage;
     const auto arguments = respondArguments(parser);
     if (!arguments)
-        co_return context.fail(u"orrelctl respond: %1\nusage: orrelctl %2"_s.arg(arguments.error(), usage),
-                               ExitStatus::usage);
+        co_return context.fail(
+            u"orrelctl respond: %1\nusage: orrelctl %2"_s.arg(arguments.error(), usage),
+            ExitStatus::usage);
 
     const auto client = clientFromOptions(parser, context);
     // The pane's agent picks the reader, exactly as `orrelctl read` picked it.
@@ -154,24 +164,28 @@ QCoro::Task<int> runRespond(CommandContext context)
     paneParams.paneID = arguments->paneID;
     const auto paneReply = co_await client->request(u"pane.get"_s, paneParams.asJSONValue());
     if (!paneReply) {
-        if (const auto* herdr = paneReply.error().herdrError(); herdr && herdr->kind == HerdrError::Kind::api)
+        if (const auto* herdr = paneReply.error().herdrError();
+            herdr && herdr->kind == HerdrError::Kind::api)
             co_return printRefusal(context, InteractionReadFailure(paneReply.error()));
         co_return failRequest(context, *client, paneReply.error());
     }
     const JSONValue* paneRecord = paneReply->member(u"pane");
-    const auto pane = paneRecord ? PaneInfo::decode(*paneRecord)
-                                 : Decoded<PaneInfo>(std::unexpected(DecodingError{u"no pane record"_s}));
+    const auto pane = paneRecord
+                          ? PaneInfo::decode(*paneRecord)
+                          : Decoded<PaneInfo>(std::unexpected(DecodingError{u"no pane record"_s}));
     if (!pane)
-        co_return context.fail(u"herdr's answer about pane %1 could not be read: %2. Nothing was sent."_s.arg(
-            arguments->paneID, pane.error().errorDescription()));
+        co_return context.fail(
+            u"herdr's answer about pane %1 could not be read: %2. Nothing was sent."_s.arg(
+                arguments->paneID, pane.error().errorDescription()));
 
     ScreenInteractionProvider provider(*client, PromptClassifier(standardScreenAdapters()));
     InteractionResponder responder(provider, Actions(*client), Clock::system());
-    InteractionResponseRequest request{arguments->paneID, pane->agent, pane->revision, arguments->fingerprint,
-                                       receiptIntent(*arguments)};
+    InteractionResponseRequest request{arguments->paneID, pane->agent, pane->revision,
+                                       arguments->fingerprint, receiptIntent(*arguments)};
     // Two statements, not one conditional: g++ 12 destroys the result of a co_await inside ?:
     // too early.
-    InteractionResponseOutcome outcome = std::unexpected(InteractionResponseFailure(InteractionPlanningError::unsupportedIntent));
+    InteractionResponseOutcome outcome =
+        std::unexpected(InteractionResponseFailure(InteractionPlanningError::unsupportedIntent));
     if (arguments->intent)
         outcome = co_await responder.respond(request);
     else

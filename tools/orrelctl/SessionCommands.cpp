@@ -36,8 +36,8 @@ SessionDirectory::Result listSessions(SessionDirectory directory, std::optional<
 QCoro::Task<int> runSessions(CommandContext context)
 {
     QCommandLineParser parser;
-    parser.addOption(QCommandLineOption(u"host"_s, u"list the sessions of an SSH host"_s,
-                                        u"TARGET"_s));
+    parser.addOption(
+        QCommandLineOption(u"host"_s, u"list the sessions of an SSH host"_s, u"TARGET"_s));
     addJSONOption(parser);
     if (!parseArguments(parser, context, u"sessions [--host TARGET] [--json]"_s))
         co_return ExitStatus::usage;

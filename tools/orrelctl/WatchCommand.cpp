@@ -27,7 +27,7 @@ public:
     {
         if (::pipe2(s_fds, O_CLOEXEC | O_NONBLOCK) != 0)
             return;
-        struct sigaction action{};
+        struct sigaction action {};
         action.sa_handler = &InterruptPipe::onSignal;
         sigemptyset(&action.sa_mask);
         ::sigaction(SIGINT, &action, &m_previousInt);
@@ -64,8 +64,8 @@ private:
     }
 
     static inline int s_fds[2] = {-1, -1};
-    struct sigaction m_previousInt{};
-    struct sigaction m_previousTerm{};
+    struct sigaction m_previousInt {};
+    struct sigaction m_previousTerm {};
     std::unique_ptr<QSocketNotifier> m_notifier;
 };
 
@@ -80,9 +80,9 @@ QCoro::Task<int> runWatch(CommandContext context)
             u"watch [--socket PATH | --session NAME | --host TARGET [--session NAME]] [--json]"_s))
         co_return ExitStatus::usage;
     if (!parser.positionalArguments().isEmpty())
-        co_return context.fail(u"orrelctl watch: unexpected argument %1"_s.arg(
-                                   parser.positionalArguments().first()),
-                               ExitStatus::usage);
+        co_return context.fail(
+            u"orrelctl watch: unexpected argument %1"_s.arg(parser.positionalArguments().first()),
+            ExitStatus::usage);
 
     const auto remote = co_await RemoteSessionEndpoint::openIfRequested(parser, context);
     if (remote.failureStatus)
@@ -108,8 +108,9 @@ QCoro::Task<int> runWatch(CommandContext context)
         co_return context.fail(u"orrelctl watch: couldn't set up the interrupt handler"_s);
     WatchHost host(context, parser.isSet(u"json"_s));
     SessionRuntime runtime(descriptor, endpoint, std::move(dependencies));
-    QObject::connect(&runtime, &SessionRuntime::errorChanged, &runtime,
-                     [&host, &runtime] { host.errorChanged(runtime); }, Qt::QueuedConnection);
+    QObject::connect(
+        &runtime, &SessionRuntime::errorChanged, &runtime,
+        [&host, &runtime] { host.errorChanged(runtime); }, Qt::QueuedConnection);
     runtime.start(&host);
     runtime.startEventTask(host.usesPerPaneStatusSubscriptions(runtime));
 

@@ -107,8 +107,8 @@ void WatchHost::printState(const SessionRuntime& runtime, const StateTransitionR
         roots << text;
     }
     const AttentionSnapshot& attention = runtime.attention();
-    QString line = u"+%1s %2"_s.arg(elapsed, 0, 'f', 3).arg(
-        SessionRuntime::toString(runtime.connection()));
+    QString line =
+        u"+%1s %2"_s.arg(elapsed, 0, 'f', 3).arg(SessionRuntime::toString(runtime.connection()));
     if (runtime.error())
         line += u": "_s + *runtime.error();
     line += u"; newly blocked: "_s + listOrNone(transitions.newlyBlockedPaneIDs);
@@ -127,14 +127,12 @@ void WatchHost::printState(const SessionRuntime& runtime, const StateTransitionR
             printChanged(m_prompts, paneID, u"waits, unread: "_s + *state->error);
     }
     // A pane that stopped waiting may wait again for the same prompt: print it then.
-    std::erase_if(m_prompts.lines, [&](const auto& entry) {
-        return !interactions.state(entry.first);
-    });
+    std::erase_if(m_prompts.lines,
+                  [&](const auto& entry) { return !interactions.state(entry.first); });
     for (const auto& [paneID, line] : recentOutput)
         printChanged(m_output, paneID, u"working: "_s + line);
-    std::erase_if(m_output.lines, [&](const auto& entry) {
-        return !recentOutput.contains(entry.first);
-    });
+    std::erase_if(m_output.lines,
+                  [&](const auto& entry) { return !recentOutput.contains(entry.first); });
     for (const QString& paneID : transitions.newlyFinishedPaneIDs) {
         if (const auto summary = interactions.completionSummary(paneID))
             printChanged(m_summaries, paneID, u"finished: "_s + printableText(*summary));
@@ -148,10 +146,10 @@ void WatchHost::printJSON(const SessionRuntime& runtime, const StateTransitionRe
     const StateStore& store = runtime.store();
     JSONValue::Array roots;
     for (const auto& root : tree.roots()) {
-        roots.push_back(JSONValue::object(
-            {{u"paneID"_s, root},
-             {u"status"_s, toString(store.derivedStatus(root))},
-             {u"workers"_s, JSONValue::fromStrings(tree.children(root))}}));
+        roots.push_back(
+            JSONValue::object({{u"paneID"_s, root},
+                               {u"status"_s, toString(store.derivedStatus(root))},
+                               {u"workers"_s, JSONValue::fromStrings(tree.children(root))}}));
     }
     const InteractionCoordinator& interactions = runtime.interactions();
     JSONValue::Array prompts;

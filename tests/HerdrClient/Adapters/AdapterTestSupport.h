@@ -32,7 +32,8 @@ inline ScreenAdapterInput screenInput(const QString& agent, const QString& detec
                                       const std::optional<QString>& visible = std::nullopt,
                                       const std::optional<QString>& tab = std::nullopt)
 {
-    return ScreenAdapterInput{QStringLiteral("w1:p1"), agent, detection, visible, std::nullopt, tab};
+    return ScreenAdapterInput{
+        QStringLiteral("w1:p1"), agent, detection, visible, std::nullopt, tab};
 }
 
 // What the provider would hand the adapter for this screen.

@@ -15,7 +15,8 @@ namespace {
 
 const QStringList agents = {u"claude"_s, u"pi"_s, u"opencode"_s};
 
-PendingInteraction classify(const QString& agent, const QString& text, const std::optional<QString>& visible = std::nullopt)
+PendingInteraction classify(const QString& agent, const QString& text,
+                            const std::optional<QString>& visible = std::nullopt)
 {
     static const PromptClassifier classifier(standardScreenAdapters());
     const auto tab = visible ? ScreenInteractionProvider::currentTabLabel(*visible) : std::nullopt;
@@ -37,7 +38,8 @@ TEST(BadScreens, NoiseIsNeverAPrompt)
     std::mt19937 random(20261122);
     const std::vector<std::pair<const char*, QString>> screens = {
         {"binary megabyte", randomBytesAsText(random, 1 << 20)},
-        {"invalid UTF-8", QString::fromUtf8("\xff\xfe 1. \xc3\x28 Do you want to proceed? \xe2\x82\n\x80 1.")},
+        {"invalid UTF-8",
+         QString::fromUtf8("\xff\xfe 1. \xc3\x28 Do you want to proceed? \xe2\x82\n\x80 1.")},
         {"NULs and ESCs", QString(u"\0\x1b\x1b[48;2;\x1b]\0"_s).repeated(20000)},
         {"one megabyte line", QString(1 << 20, u'x')},
         {"unterminated escapes", u"\x1b[38;2;1;2;3\x1b[48;2;\x1b[1\n1. Yes\x1b["_s},
@@ -55,14 +57,17 @@ TEST(BadScreens, NoiseIsNeverAPrompt)
 
 TEST(BadScreens, APromptBelowAMegabyteOfScrollbackIsStillRead)
 {
-    const QString scrollback = u"● Worked on it: 1. step 2. step — output output output\n"_s.repeated(20000);
-    const auto claude = classify(u"claude"_s, scrollback + u"Do you want to proceed?\n❯ 1. Yes\n  2. No\nEsc to cancel\n"_s);
+    const QString scrollback =
+        u"● Worked on it: 1. step 2. step — output output output\n"_s.repeated(20000);
+    const auto claude = classify(
+        u"claude"_s, scrollback + u"Do you want to proceed?\n❯ 1. Yes\n  2. No\nEsc to cancel\n"_s);
     EXPECT_EQ(claude.kind, InteractionKind::approval);
     EXPECT_EQ(claude.choices.size(), 2u);
 
     const QString rule = QString(40, QChar(0x2500));
-    const auto pi = classify(u"pi"_s, scrollback + rule + u"\n Which?\n❯ 1. A\n  2. Type something.\n"_s + rule
-                                          + u"\n Enter to select\n"_s);
+    const auto pi =
+        classify(u"pi"_s, scrollback + rule + u"\n Which?\n❯ 1. A\n  2. Type something.\n"_s + rule
+                              + u"\n Enter to select\n"_s);
     EXPECT_EQ(pi.kind, InteractionKind::question);
     EXPECT_EQ(pi.userPromptContext, std::nullopt); // the scrollback lines are not prose
 }
@@ -85,7 +90,8 @@ TEST(BadScreens, TenThousandOptionsStayLinear)
     expectSoundReading(claude, "claude");
 
     const QString rule = QString(40, QChar(0x2500));
-    const auto pi = classify(u"pi"_s, rule + u"\n Pick\n"_s + piRows + rule + u"\n Enter to select\n"_s);
+    const auto pi =
+        classify(u"pi"_s, rule + u"\n Pick\n"_s + piRows + rule + u"\n Enter to select\n"_s);
     EXPECT_EQ(pi.choices.size(), 10000u);
     EXPECT_EQ(pi.presentation.mechanism, InteractionMechanism::ambiguous);
     expectSoundReading(pi, "pi");
@@ -95,9 +101,11 @@ TEST(BadScreens, PromptsCutByTheScreenEdge)
 {
     const QString rule = QString(40, QChar(0x2500));
     const std::vector<std::tuple<const char*, QString, QString>> cases = {
-        {"claude without options", u"claude"_s, u"Bash command\n  rm -rf /\nDo you want to proceed?\n"_s},
+        {"claude without options", u"claude"_s,
+         u"Bash command\n  rm -rf /\nDo you want to proceed?\n"_s},
         {"pi without footer", u"pi"_s, rule + u"\n Which?\n❯ 1. A\n  2. B\n"_s + rule},
-        {"pi without rows", u"pi"_s, rule + u"\n Only a question?\n"_s + rule + u"\n Enter to select"_s},
+        {"pi without rows", u"pi"_s,
+         rule + u"\n Only a question?\n"_s + rule + u"\n Enter to select"_s},
         {"pi with short rules", u"pi"_s, u"─────────\n Q?\n❯ 1. A\n─────────\n Enter to select"_s},
     };
     for (const auto& [name, agent, text] : cases)
@@ -109,13 +117,59 @@ TEST(BadScreens, PromptsCutByTheScreenEdge)
 TEST(BadScreens, GlyphSoupKeepsThePromises)
 {
     const QStringList pieces = {
-        u"❯ "_s, u"› "_s, u"> "_s, u"1. "_s, u"2. "_s, u"9."_s, u"10. "_s, u"[x] "_s, u"[ ]"_s, u"["_s, u"]"_s,
-        u"✔"_s, u"✓"_s, u"(esc)"_s, u"□ "_s, u"☒ "_s, u"☑ "_s, u"■ "_s, u"● "_s, u"→ "_s, u"← "_s, u"Submit"_s,
-        u"Submit answers"_s, u"Cancel"_s, u"Type something."_s, u"(recommended)"_s, u"──────────"_s,
-        u"╌╌╌╌╌╌╌╌"_s, u"┌──┐"_s, u"│ "_s, u"└──┘"_s, u"Edit file"_s, u"Do you want to proceed?"_s,
-        u"Enter to select"_s, u"Esc to cancel"_s, u"Space to toggle"_s, u"Ready to submit your answers?"_s,
-        u"\x1b[48;2;1;2;3m"_s, u"\x1b[48;5;1m"_s, u"\x1b[0m"_s, u"\x1b"_s, u"m"_s, u"\r"_s, u"\t"_s,
-        u"   "_s, u"  "_s, u"\n"_s, u"\n"_s, u"\n"_s, u"word "_s, u"e\u0301"_s, u"👍"_s, u"3 +x"_s,
+        u"❯ "_s,
+        u"› "_s,
+        u"> "_s,
+        u"1. "_s,
+        u"2. "_s,
+        u"9."_s,
+        u"10. "_s,
+        u"[x] "_s,
+        u"[ ]"_s,
+        u"["_s,
+        u"]"_s,
+        u"✔"_s,
+        u"✓"_s,
+        u"(esc)"_s,
+        u"□ "_s,
+        u"☒ "_s,
+        u"☑ "_s,
+        u"■ "_s,
+        u"● "_s,
+        u"→ "_s,
+        u"← "_s,
+        u"Submit"_s,
+        u"Submit answers"_s,
+        u"Cancel"_s,
+        u"Type something."_s,
+        u"(recommended)"_s,
+        u"──────────"_s,
+        u"╌╌╌╌╌╌╌╌"_s,
+        u"┌──┐"_s,
+        u"│ "_s,
+        u"└──┘"_s,
+        u"Edit file"_s,
+        u"Do you want to proceed?"_s,
+        u"Enter to select"_s,
+        u"Esc to cancel"_s,
+        u"Space to toggle"_s,
+        u"Ready to submit your answers?"_s,
+        u"\x1b[48;2;1;2;3m"_s,
+        u"\x1b[48;5;1m"_s,
+        u"\x1b[0m"_s,
+        u"\x1b"_s,
+        u"m"_s,
+        u"\r"_s,
+        u"\t"_s,
+        u"   "_s,
+        u"  "_s,
+        u"\n"_s,
+        u"\n"_s,
+        u"\n"_s,
+        u"word "_s,
+        u"e\u0301"_s,
+        u"👍"_s,
+        u"3 +x"_s,
     };
     std::mt19937 random(7);
     for (int round = 0; round < 1500; ++round) {
@@ -124,6 +178,7 @@ TEST(BadScreens, GlyphSoupKeepsThePromises)
         for (int i = 0; i < length; ++i)
             screen += pieces[qsizetype(random() % pieces.size())];
         for (const auto& agent : agents)
-            expectSoundReading(classify(agent, PromptClassifier::stripAnsi(screen), screen), std::to_string(round));
+            expectSoundReading(classify(agent, PromptClassifier::stripAnsi(screen), screen),
+                               std::to_string(round));
     }
 }

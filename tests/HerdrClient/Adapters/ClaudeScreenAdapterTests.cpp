@@ -17,29 +17,33 @@ const QString dashed = QString(30, QChar(0x254C));
 QString editScreen(const QStringList& diff)
 {
     return u" Edit file\n src/a.js\n"_s + dashed + u"\n"_s + diff.join(u'\n') + u"\n"_s + dashed
-         + u"\n Do you want to make this edit to a.js?\n ❯ 1. Yes\n   2. No\n\n Esc to cancel\n"_s;
+           + u"\n Do you want to make this edit to a.js?\n ❯ 1. Yes\n   2. No\n\n Esc to cancel\n"_s;
 }
 
-const QString reviewScreen = u"←  ☒ Database  ☒ Deploy  ✔ Submit  →\n\nReady to submit your answers?\n\n"
-                             "❯ 1. Submit answers\n  2. Cancel\n\nEnter to select · Esc to cancel"_s;
+const QString reviewScreen =
+    u"←  ☒ Database  ☒ Deploy  ✔ Submit  →\n\nReady to submit your answers?\n\n"
+    "❯ 1. Submit answers\n  2. Cancel\n\nEnter to select · Esc to cancel"_s;
 
 } // namespace
 
 TEST(ClaudeScreenAdapter, ConfirmScreenIsANumberedApproval)
 {
-    const auto reading = read(u"────────\n Bash command\n   npm test\n\n Do you want to proceed?\n ❯ 1. Yes\n"
-                              "2. Yes, always\n3. No (esc)\n\nEsc to cancel"_s);
+    const auto reading =
+        read(u"────────\n Bash command\n   npm test\n\n Do you want to proceed?\n ❯ 1. Yes\n"
+             "2. Yes, always\n3. No (esc)\n\nEsc to cancel"_s);
     EXPECT_EQ(reading.kind, InteractionKind::approval);
     EXPECT_EQ(reading.presentation.mechanism, InteractionMechanism::numberedShortcut);
-    EXPECT_EQ(reading.capabilities, (std::set{InteractionCapability::approve, InteractionCapability::deny,
-                                              InteractionCapability::selectOne}));
+    EXPECT_EQ(reading.capabilities,
+              (std::set{InteractionCapability::approve, InteractionCapability::deny,
+                        InteractionCapability::selectOne}));
     EXPECT_EQ(reading.body, u"Bash command\nnpm test"_s);
     EXPECT_TRUE(reading.choices[0].shortcutKeys.empty());
     EXPECT_FALSE(reading.contentEvidence);
 
     // Without the footer nothing says esc denies.
     const auto quiet = read(u"Do you want to proceed?\n1. Yes\n2. No"_s);
-    EXPECT_EQ(quiet.capabilities, (std::set{InteractionCapability::approve, InteractionCapability::selectOne}));
+    EXPECT_EQ(quiet.capabilities,
+              (std::set{InteractionCapability::approve, InteractionCapability::selectOne}));
 }
 
 TEST(ClaudeScreenAdapter, ReviewNeedsTheHighlightedSubmitTab)
@@ -65,24 +69,30 @@ TEST(ClaudeScreenAdapter, ReviewNeedsTheHighlightedSubmitTab)
     EXPECT_EQ(onQuestion.choices[1].kind, InteractionChoiceKind::option);
     EXPECT_EQ(onQuestion.progress->current, 2);
     // Answering is not part of the identity of a tab, but answered steps are.
-    EXPECT_NE(onQuestion.fingerprint(), read(QString(reviewScreen).replace(u"☒ Deploy"_s, u"□ Deploy"_s), u"Deploy"_s).fingerprint());
+    EXPECT_NE(onQuestion.fingerprint(),
+              read(QString(reviewScreen).replace(u"☒ Deploy"_s, u"□ Deploy"_s), u"Deploy"_s)
+                  .fingerprint());
 }
 
 TEST(ClaudeScreenAdapter, EditApprovalCarriesItsDiff)
 {
-    const auto reading = read(editScreen({u" 1  const a = 1;"_s, u" 2 -return a;"_s, u" 2 +return a + 1;"_s,
-                                          u"not a diff row"_s, u" 3"_s}));
+    const auto reading = read(editScreen({u" 1  const a = 1;"_s, u" 2 -return a;"_s,
+                                          u" 2 +return a + 1;"_s, u"not a diff row"_s, u" 3"_s}));
     ASSERT_TRUE(reading.contentEvidence);
     const auto* diff = reading.contentEvidence->diff();
     ASSERT_TRUE(diff);
     EXPECT_EQ(diff->filePath, u"src/a.js"_s);
     ASSERT_EQ(diff->lines.size(), 3u);
-    EXPECT_EQ(diff->lines[0], (InteractionDiffLine{1, InteractionDiffLineKind::context, u"const a = 1;"_s}));
-    EXPECT_EQ(diff->lines[1], (InteractionDiffLine{2, InteractionDiffLineKind::removal, u"return a;"_s}));
-    EXPECT_EQ(diff->lines[2], (InteractionDiffLine{2, InteractionDiffLineKind::addition, u"return a + 1;"_s}));
+    EXPECT_EQ(diff->lines[0],
+              (InteractionDiffLine{1, InteractionDiffLineKind::context, u"const a = 1;"_s}));
+    EXPECT_EQ(diff->lines[1],
+              (InteractionDiffLine{2, InteractionDiffLineKind::removal, u"return a;"_s}));
+    EXPECT_EQ(diff->lines[2],
+              (InteractionDiffLine{2, InteractionDiffLineKind::addition, u"return a + 1;"_s}));
 
     // Each diff line is part of the identity of the prompt.
-    const auto other = read(editScreen({u" 1  const a = 1;"_s, u" 2 -return a;"_s, u" 2 +return a + 2;"_s}));
+    const auto other =
+        read(editScreen({u" 1  const a = 1;"_s, u" 2 -return a;"_s, u" 2 +return a + 2;"_s}));
     EXPECT_NE(reading.fingerprint(), other.fingerprint());
     // Context only is no evidence.
     EXPECT_FALSE(read(editScreen({u" 1  same"_s, u" 2  same"_s})).contentEvidence);
@@ -99,7 +109,8 @@ TEST(ClaudeScreenAdapter, DiffFramesMustBeWhole)
     };
     for (const auto& [name, region] : cases)
         EXPECT_FALSE(ClaudeScreenAdapter::parseDiffEvidence(region)) << name;
-    EXPECT_TRUE(ClaudeScreenAdapter::parseDiffEvidence(u" Edit file\n a.js\n"_s + dashed + u"\n 1 +x\n"_s + dashed));
+    EXPECT_TRUE(ClaudeScreenAdapter::parseDiffEvidence(u" Edit file\n a.js\n"_s + dashed
+                                                       + u"\n 1 +x\n"_s + dashed));
 }
 
 TEST(ClaudeScreenAdapter, DiffLinePattern)
@@ -109,11 +120,14 @@ TEST(ClaudeScreenAdapter, DiffLinePattern)
         std::optional<InteractionDiffLine> expected;
     };
     const std::vector<Case> cases = {
-        {u" 3 -  return 'Hello';"_s, InteractionDiffLine{3, InteractionDiffLineKind::removal, u"  return 'Hello';"_s}},
+        {u" 3 -  return 'Hello';"_s,
+         InteractionDiffLine{3, InteractionDiffLineKind::removal, u"  return 'Hello';"_s}},
         {u"12 +x"_s, InteractionDiffLine{12, InteractionDiffLineKind::addition, u"x"_s}},
-        {u" 1  // comment "_s, InteractionDiffLine{1, InteractionDiffLineKind::context, u"// comment "_s}},
+        {u" 1  // comment "_s,
+         InteractionDiffLine{1, InteractionDiffLineKind::context, u"// comment "_s}},
         {u"\t7\u2003text"_s, InteractionDiffLine{7, InteractionDiffLineKind::context, u"text"_s}},
-        {u"99999999999999999999 +big"_s, InteractionDiffLine{std::nullopt, InteractionDiffLineKind::addition, u"big"_s}},
+        {u"99999999999999999999 +big"_s,
+         InteractionDiffLine{std::nullopt, InteractionDiffLineKind::addition, u"big"_s}},
         {u" 5"_s, std::nullopt},
         {u"x 5 y"_s, std::nullopt},
         {u""_s, std::nullopt},
@@ -124,17 +138,22 @@ TEST(ClaudeScreenAdapter, DiffLinePattern)
 
 TEST(ClaudeRealScreens, ReadAsClaudeDrewThem)
 {
-    const auto edit = ClaudeScreenAdapter().parse(inputFor(u"claude"_s, loadScreenSource(u"claude-real-approval-edit-diff"_s)));
+    const auto edit = ClaudeScreenAdapter().parse(
+        inputFor(u"claude"_s, loadScreenSource(u"claude-real-approval-edit-diff"_s)));
     ASSERT_TRUE(edit.contentEvidence && edit.contentEvidence->diff());
     const auto& lines = edit.contentEvidence->diff()->lines;
     ASSERT_EQ(lines.size(), 6u); // the empty line 5 carries no text and is no diff row
-    EXPECT_EQ(lines[2], (InteractionDiffLine{3, InteractionDiffLineKind::removal, u"  return 'Hello, ' + name;"_s}));
+    EXPECT_EQ(lines[2], (InteractionDiffLine{3, InteractionDiffLineKind::removal,
+                                             u"  return 'Hello, ' + name;"_s}));
     EXPECT_EQ(lines[3].kind, InteractionDiffLineKind::addition);
     EXPECT_EQ(edit.contentEvidence->diff()->filePath, u"src/greeting.js"_s);
-    EXPECT_TRUE(edit.evidence.capturedText->startsWith(u"\n\n❯ Please remove"_s)); // the whole screen
+    EXPECT_TRUE(
+        edit.evidence.capturedText->startsWith(u"\n\n❯ Please remove"_s)); // the whole screen
 
-    const auto bash = ClaudeScreenAdapter().parse(inputFor(u"claude"_s, loadScreenSource(u"claude-real-approval-bash-rm-rf-build"_s)));
+    const auto bash = ClaudeScreenAdapter().parse(
+        inputFor(u"claude"_s, loadScreenSource(u"claude-real-approval-bash-rm-rf-build"_s)));
     ASSERT_TRUE(bash.body);
     EXPECT_TRUE(bash.body->contains(u"rm -rf build"_s));
-    EXPECT_FALSE(bash.body->contains(u"npm publish"_s)); // the earlier call above the frame is not this prompt
+    EXPECT_FALSE(bash.body->contains(
+        u"npm publish"_s)); // the earlier call above the frame is not this prompt
 }

@@ -20,16 +20,18 @@ PendingInteraction read(const QString& screen)
 
 QString approval(const QString& options, const QString& above = {})
 {
-    return above + u"  Would you like to run the following command?\n\n"
-                   "  Environment: local\n\n"
-                   "  Reason: Do you want to allow: push the branch to origin?\n\n"
-                   "  $ git push origin main\n\n"_s
+    return above
+           + u"  Would you like to run the following command?\n\n"
+             "  Environment: local\n\n"
+             "  Reason: Do you want to allow: push the branch to origin?\n\n"
+             "  $ git push origin main\n\n"_s
            + options + u"\n  Press enter to confirm or esc to cancel\n"_s;
 }
 
-const QString threeRows = u"› 1. Yes, proceed (y)\n"
-                          "  2. Yes, and don't ask again for commands that start with `git push` (p)\n"
-                          "  3. No, and tell Codex what to do differently (esc)\n"_s;
+const QString threeRows =
+    u"› 1. Yes, proceed (y)\n"
+    "  2. Yes, and don't ask again for commands that start with `git push` (p)\n"
+    "  3. No, and tell Codex what to do differently (esc)\n"_s;
 
 TEST(CodexApproval, ReadsTheCommandAndTheKeysOfItsRows)
 {
@@ -52,11 +54,12 @@ TEST(CodexApproval, ReadsTheCommandAndTheKeysOfItsRows)
 
 TEST(CodexApproval, JoinsACommandWrappedInsideBackticksWithoutABlank)
 {
-    const auto reading = read(approval(u"› 1. Yes, proceed (y)\n"
-                                       "  2. Yes, and don't ask again for commands that start with `git push orig\n"
-                                       "  in` (p)\n"
-                                       "  3. No, and tell Codex\n"
-                                       "     what to do differently (esc)\n"_s));
+    const auto reading =
+        read(approval(u"› 1. Yes, proceed (y)\n"
+                      "  2. Yes, and don't ask again for commands that start with `git push orig\n"
+                      "  in` (p)\n"
+                      "  3. No, and tell Codex\n"
+                      "     what to do differently (esc)\n"_s));
     ASSERT_EQ(reading.kind, InteractionKind::approval);
     EXPECT_EQ(reading.choices[1].description,
               u"Persist approval for commands starting with `git push origin`."_s);
@@ -101,7 +104,8 @@ TEST(CodexApproval, CommandEvidenceNeedsACommand)
         u"› 1. Yes (y)\n  2. Yes, and don't ask again for these files (p)\n  3. No (esc)\n"_s);
     EXPECT_EQ(read(persistWithoutPrefix).choices[1].description,
               u"Persist approval for the exact command prefix."_s);
-    EXPECT_EQ(read(persistWithoutPrefix).choices[1].label, u"Yes, and don't ask again for these files"_s);
+    EXPECT_EQ(read(persistWithoutPrefix).choices[1].label,
+              u"Yes, and don't ask again for these files"_s);
 }
 
 // A row whose description goes on in the next line, under its own first character.
@@ -114,26 +118,31 @@ QString wrappedRow(const QString& row, const QString& continuation)
 QString question(const QString& header, const QString& footer, const QString& rows = {})
 {
     return u"  "_s + header + u"\n  Which database should the new service use?\n\n"_s
-           + (rows.isEmpty() ? wrappedRow(u"  › 1. PostgreSQL (Recommended)  Relational, already used by the"_s,
-                                          u"billing service"_s)
-                                   + u"    2. SQLite                    Single file\n"_s
-                             : rows)
+           + (rows.isEmpty()
+                  ? wrappedRow(
+                        u"  › 1. PostgreSQL (Recommended)  Relational, already used by the"_s,
+                        u"billing service"_s)
+                        + u"    2. SQLite                    Single file\n"_s
+                  : rows)
            + u"\n  "_s + footer + u"\n"_s;
 }
 
 TEST(CodexQuestion, CapabilitiesAndAHeaderThatSaysMore)
 {
-    const auto reading = read(question(u"Question 1/3 (2 unanswered)"_s,
-                                       u"tab to add notes | enter to submit all | esc to interrupt"_s));
+    const auto reading =
+        read(question(u"Question 1/3 (2 unanswered)"_s,
+                      u"tab to add notes | enter to submit all | esc to interrupt"_s));
     ASSERT_EQ(reading.kind, InteractionKind::question);
     EXPECT_EQ(reading.choices[0].description, u"Relational, already used by the billing service"_s);
     EXPECT_EQ(reading.capabilities,
               (std::set{InteractionCapability::selectOne, InteractionCapability::deny,
                         InteractionCapability::enterText, InteractionCapability::navigateSteps}));
-    const auto single = read(question(u"Question 1/1"_s, u"tab to add notes | enter to submit answer"_s));
+    const auto single =
+        read(question(u"Question 1/1"_s, u"tab to add notes | enter to submit answer"_s));
     EXPECT_FALSE(single.capabilities.contains(InteractionCapability::navigateSteps));
-    EXPECT_EQ(read(question(u"Question 1/2 left"_s, u"tab to add notes | enter to submit answer"_s)).kind,
-              InteractionKind::unknown);
+    EXPECT_EQ(
+        read(question(u"Question 1/2 left"_s, u"tab to add notes | enter to submit answer"_s)).kind,
+        InteractionKind::unknown);
 }
 
 TEST(CodexOptions, ParsesRowsAndContinuations)
@@ -143,8 +152,10 @@ TEST(CodexOptions, ParsesRowsAndContinuations)
               (Option{u"Twelve"_s, u"the twelfth"_s, true, {}}));
     EXPECT_EQ(CodexScreenAdapter::parseOptionLine(u"> 1. Only a label"),
               (Option{u"Only a label"_s, {}, true, {}}));
-    for (const QStringView rejected : {u"0. Zero", u"-1. Minus", u"1.", u"1.   ", u"Pick one.", u"x. y"})
-        EXPECT_FALSE(CodexScreenAdapter::parseOptionLine(rejected)) << rejected.toString().toStdString();
+    for (const QStringView rejected :
+         {u"0. Zero", u"-1. Minus", u"1.", u"1.   ", u"Pick one.", u"x. y"})
+        EXPECT_FALSE(CodexScreenAdapter::parseOptionLine(rejected))
+            << rejected.toString().toStdString();
 
     const QString column(15, u' ');
     const QStringList lines{
@@ -183,7 +194,8 @@ TEST(CodexReview, CountsOnlyALineOfExactlyThreeWords)
 
     EXPECT_EQ(read(review(u"3 unanswered questions left"_s, rows)).progress,
               (InteractionProgress{{}, {}, {}}));
-    EXPECT_EQ(read(review(u"1 unanswered question"_s, rows)).progress, (InteractionProgress{{}, {}, {}}));
+    EXPECT_EQ(read(review(u"1 unanswered question"_s, rows)).progress,
+              (InteractionProgress{{}, {}, {}}));
     EXPECT_EQ(read(review(u"3 unanswered questions"_s, rows + u"    3. Third\n"_s)).kind,
               InteractionKind::unknown);
 }

@@ -12,10 +12,11 @@ const QString rule = QString(20, QChar(0x2500));
 QString picker(const QStringList& inner, const QString& footer = u" Enter to select · Esc cancel"_s)
 {
     return u"Looked at the three deploy targets and their health checks.\n\n"_s + rule + u"\n"_s
-         + inner.join(u'\n') + u"\n"_s + rule + u"\n"_s + footer + u"\n"_s;
+           + inner.join(u'\n') + u"\n"_s + rule + u"\n"_s + footer + u"\n"_s;
 }
 
-PendingInteraction read(const QString& detection, const std::optional<QString>& visible = std::nullopt)
+PendingInteraction read(const QString& detection,
+                        const std::optional<QString>& visible = std::nullopt)
 {
     return PiScreenAdapter().parse(screenInput(u"pi"_s, detection, visible));
 }
@@ -51,14 +52,17 @@ TEST(PiScreenAdapter, FreeTextRowKeepsWhatWasTyped)
 
 TEST(PiScreenAdapter, ReadsHeaderQuestionAndLastWork)
 {
-    const auto reading = read(picker({u" Rollout"_s, u""_s, u" Which rollout should I"_s, u" use?"_s, u""_s,
-                                      u"❯ 1. Canary"_s, u"    Ten percent first"_s, u"  2. Type something."_s}));
+    const auto reading =
+        read(picker({u" Rollout"_s, u""_s, u" Which rollout should I"_s, u" use?"_s, u""_s,
+                     u"❯ 1. Canary"_s, u"    Ten percent first"_s, u"  2. Type something."_s}));
     EXPECT_EQ(reading.header, u"Rollout"_s);
     EXPECT_EQ(reading.title, u"Which rollout should I use?"_s);
     EXPECT_EQ(reading.choices[0].description, u"Ten percent first"_s);
-    EXPECT_EQ(reading.userPromptContext, u"Looked at the three deploy targets and their health checks."_s);
-    EXPECT_EQ(reading.capabilities, (std::set{InteractionCapability::deny, InteractionCapability::selectOne,
-                                              InteractionCapability::enterText}));
+    EXPECT_EQ(reading.userPromptContext,
+              u"Looked at the three deploy targets and their health checks."_s);
+    EXPECT_EQ(reading.capabilities,
+              (std::set{InteractionCapability::deny, InteractionCapability::selectOne,
+                        InteractionCapability::enterText}));
     EXPECT_TRUE(reading.evidence.capturedText->startsWith(rule));
     EXPECT_TRUE(reading.evidence.capturedText->endsWith(u"Esc cancel"_s));
     EXPECT_FALSE(reading.progress);
@@ -78,8 +82,11 @@ TEST(PiScreenAdapter, StepsAndTheHighlightedTab)
 
     // The highlighted tail may hold more than the label: labels are compared as prefixes.
     const QString ansi = u"\n□ Environment  \x1b[48;5;24m■ Region\x1b[0m  ✓ Submit\n"_s;
-    EXPECT_EQ(PiScreenAdapter::activeStepIndex(steps, ansi), std::nullopt); // "Region" is no prefix of "Region name"
-    EXPECT_EQ(PiScreenAdapter::activeStepIndex(steps, QString(ansi).replace(u"■ Region"_s, u"■ Region name (2/2)"_s)), 1);
+    EXPECT_EQ(PiScreenAdapter::activeStepIndex(steps, ansi),
+              std::nullopt); // "Region" is no prefix of "Region name"
+    EXPECT_EQ(PiScreenAdapter::activeStepIndex(
+                  steps, QString(ansi).replace(u"■ Region"_s, u"■ Region name (2/2)"_s)),
+              1);
     EXPECT_EQ(PiScreenAdapter::activeStepIndex(steps, std::nullopt), std::nullopt);
     EXPECT_EQ(PiScreenAdapter::activeStepIndex(steps, u"no tabs here"_s), std::nullopt);
 }
@@ -109,11 +116,21 @@ TEST(PiScreenAdapter, MeaningfulWork)
         EXPECT_EQ(PiScreenAdapter::isMeaningfulWork(text), meaningful) << text.toStdString();
 
     // The nearest meaningful paragraph wins; commands and rules are passed over; four at most.
-    const QStringList lines = {u"Reviewed the deploy plan with the team today."_s, u""_s,
-                               u"a"_s, u""_s, u"b"_s, u""_s, u"c"_s, u""_s, u"$ ls"_s, u""_s, u"picker"_s};
+    const QStringList lines = {u"Reviewed the deploy plan with the team today."_s,
+                               u""_s,
+                               u"a"_s,
+                               u""_s,
+                               u"b"_s,
+                               u""_s,
+                               u"c"_s,
+                               u""_s,
+                               u"$ ls"_s,
+                               u""_s,
+                               u"picker"_s};
     EXPECT_EQ(PiScreenAdapter::lastWork(lines, 10), std::nullopt);
-    EXPECT_EQ(PiScreenAdapter::lastWork(lines, 7), u"Reviewed the deploy plan with the team today."_s);
-    const QStringList wrapped = {u"Moved the cache"_s, u"into the store."_s, rule, u"/tmp/x"_s, u"picker"_s};
+    EXPECT_EQ(PiScreenAdapter::lastWork(lines, 7),
+              u"Reviewed the deploy plan with the team today."_s);
+    const QStringList wrapped = {u"Moved the cache"_s, u"into the store."_s, rule, u"/tmp/x"_s,
+                                 u"picker"_s};
     EXPECT_EQ(PiScreenAdapter::lastWork(wrapped, 4), u"Moved the cache into the store."_s);
 }
-

@@ -19,7 +19,9 @@ inline void expectSoundReading(const PendingInteraction& reading, const std::str
     if (presentation.activeStepIndex) {
         EXPECT_LT(*presentation.activeStepIndex, qint64(reading.steps.size())) << name;
     }
-    EXPECT_TRUE(std::is_sorted(presentation.checkedChoiceIndexes.begin(), presentation.checkedChoiceIndexes.end())) << name;
+    EXPECT_TRUE(std::is_sorted(presentation.checkedChoiceIndexes.begin(),
+                               presentation.checkedChoiceIndexes.end()))
+        << name;
     for (const auto index : presentation.checkedChoiceIndexes)
         EXPECT_LT(index, qint64(reading.choices.size())) << name;
     EXPECT_EQ(reading.safetyState, InteractionSafetyState::fresh) << name;
@@ -44,15 +46,17 @@ inline std::optional<QString> annotatedProgress(const std::optional<InteractionP
 {
     if (!progress)
         return std::nullopt;
-    const auto part = [](const std::optional<qint64>& v) { return v ? QString::number(*v) : QStringLiteral("?"); };
+    const auto part = [](const std::optional<qint64>& v) {
+        return v ? QString::number(*v) : QStringLiteral("?");
+    };
     QString text = part(progress->current) + u'/' + part(progress->total);
     if (progress->unanswered)
         text += QStringLiteral(" (%1 unanswered)").arg(*progress->unanswered);
     return text;
 }
 
-inline void expectReadsAsAnnotated(const PendingInteraction& reading, const PaneFixtureAnnotations& expected,
-                                   const std::string& name)
+inline void expectReadsAsAnnotated(const PendingInteraction& reading,
+                                   const PaneFixtureAnnotations& expected, const std::string& name)
 {
     EXPECT_EQ(toString(reading.kind), expected.interactionKind) << name;
     EXPECT_EQ(reading.title, expected.title) << name;

@@ -137,8 +137,8 @@ TEST_F(Policy, WorkersOnlyCountUnderTheirRoot)
 TEST_F(Policy, States)
 {
     std::map<QString, PaneInfo> panes;
-    for (const auto status : {AgentStatus::idle, AgentStatus::working, AgentStatus::done,
-                              AgentStatus::unknown})
+    for (const auto status :
+         {AgentStatus::idle, AgentStatus::working, AgentStatus::done, AgentStatus::unknown})
         panes.emplace(toString(status), pane(toString(status), status));
     AttentionSnapshot snapshot;
     snapshot.activeWorkers[u"idle"_s] = {u"w"_s};
@@ -153,17 +153,18 @@ TEST_F(Policy, States)
 TEST_F(Policy, NeedsYouKeepsTheEarliestItemOfEachRoot)
 {
     const auto item = [](QString id, QString root, Seconds since, Phase phase) {
-        return AttentionItem{id, root, root, AttentionItem::RootBlocked{},
+        return AttentionItem{id,
+                             root,
+                             root,
+                             AttentionItem::RootBlocked{},
                              Timestamp{std::chrono::duration_cast<Timestamp::duration>(since)},
                              phase};
     };
     AttentionSnapshot snapshot;
-    snapshot.items = {item(u"a"_s, u"r1"_s, 5s, Phase::alerted),
-                      item(u"b"_s, u"r1"_s, 3s, Phase::alerted),
-                      item(u"c"_s, u"r2"_s, 3s, Phase::alerted),
-                      item(u"d"_s, u"r2"_s, 3s, Phase::alerted),
-                      item(u"e"_s, u"r2"_s, 1s, Phase::grace),
-                      item(u"f"_s, u"r3"_s, 2s, Phase::grace)};
+    snapshot.items = {
+        item(u"a"_s, u"r1"_s, 5s, Phase::alerted), item(u"b"_s, u"r1"_s, 3s, Phase::alerted),
+        item(u"c"_s, u"r2"_s, 3s, Phase::alerted), item(u"d"_s, u"r2"_s, 3s, Phase::alerted),
+        item(u"e"_s, u"r2"_s, 1s, Phase::grace),   item(u"f"_s, u"r3"_s, 2s, Phase::grace)};
     EXPECT_EQ(ids(snapshot.needsYou()), (std::vector{u"b"_s, u"c"_s}));
     EXPECT_EQ(ids(snapshot.inGrace()), std::vector{u"f"_s});
     EXPECT_TRUE(snapshot.waitingWorkers(u"r3"_s).empty());
@@ -176,10 +177,11 @@ TEST_F(Policy, Escalations)
         R"("origin":{"paneId":"%3"},"questions":[{"question":"?","createdAt":1799999995000}]})";
     const auto line = [&](const char* id, const char* owner, const char* child, const char* kind,
                           const char* type) {
-        return QString::fromUtf8(record).arg(QString::fromUtf8(id), QString::fromUtf8(owner),
-                                             QString::fromUtf8(child), QString::fromUtf8(kind))
+        return QString::fromUtf8(record)
+                   .arg(QString::fromUtf8(id), QString::fromUtf8(owner), QString::fromUtf8(child),
+                        QString::fromUtf8(kind))
                    .toUtf8()
-            + "\n{\"questionId\":\"" + id + "\",\"type\":\"" + type + "\"}\n";
+               + "\n{\"questionId\":\"" + id + "\",\"type\":\"" + type + "\"}\n";
     };
     const PiHarnessJournal journal(line("e1", "w", "c", "herdr-pane", "escalated")
                                    + line("e2", "w", "c", "herdr-pane", "escalate-intent")

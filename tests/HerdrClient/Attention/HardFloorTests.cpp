@@ -73,8 +73,8 @@ TEST(HardFloor, RuleTable)
 
 TEST(HardFloor, EvidenceIsTheMatchingLineOrItsInlineCode)
 {
-    const auto line = HardFloor::classify(std::nullopt,
-                                          {u"Clean up"_s, u"\t  then rm -rf build  \t"_s}, u""_s);
+    const auto line =
+        HardFloor::classify(std::nullopt, {u"Clean up"_s, u"\t  then rm -rf build  \t"_s}, u""_s);
     ASSERT_TRUE(line);
     EXPECT_EQ(line->evidence, u"then rm -rf build"_s);
 
@@ -106,8 +106,8 @@ TEST(HardFloor, DeclaredFloor)
     declared.isFloor = true;
     auto verdict = HardFloor::classify(declared, {u"rm -rf x"_s}, u"Shop"_s);
     ASSERT_TRUE(verdict);
-    EXPECT_EQ(*verdict, (HardFloorVerdict{Category::production, u"flagged by pi"_s,
-                                          u"shop-prod"_s, u"rm -rf x"_s}));
+    EXPECT_EQ(*verdict, (HardFloorVerdict{Category::production, u"flagged by pi"_s, u"shop-prod"_s,
+                                          u"rm -rf x"_s}));
 
     declared.category = Category::money;
     declared.reason = u"refund"_s;
@@ -128,15 +128,15 @@ TEST(HardFloor, GathersTextsOfInteractionAndSignal)
 {
     PendingInteraction interaction;
     interaction.title = u"Bash command"_s;
-    interaction.contentEvidence = InteractionCommandEvidence{std::nullopt, std::nullopt,
-                                                             u"psql -c 'DROP TABLE users'"_s};
+    interaction.contentEvidence =
+        InteractionCommandEvidence{std::nullopt, std::nullopt, u"psql -c 'DROP TABLE users'"_s};
     auto verdict = HardFloor::classify(&interaction, nullptr, u"db"_s);
     ASSERT_TRUE(verdict);
     EXPECT_EQ(verdict->evidence, u"psql -c 'DROP TABLE users'"_s);
 
     interaction = {};
-    interaction.choices.push_back(InteractionChoice{InteractionChoiceKind::option, u"Yes"_s,
-                                                    u"and vercel --prod"_s, {}, std::nullopt});
+    interaction.choices.push_back(InteractionChoice{
+        InteractionChoiceKind::option, u"Yes"_s, u"and vercel --prod"_s, {}, std::nullopt});
     EXPECT_EQ(HardFloor::classify(&interaction, nullptr, u""_s)->rule, u"vercel --prod"_s);
 
     NeedsHumanSignal signal;
@@ -144,8 +144,8 @@ TEST(HardFloor, GathersTextsOfInteractionAndSignal)
     signal.options = std::vector{u"Yes"_s, u"disable 2FA"_s};
     EXPECT_EQ(HardFloor::classify(nullptr, &signal, u""_s)->rule, u"MFA change"_s);
 
-    signal.floor = NeedsHumanSignal::Floor{true, Category::destructive, std::nullopt,
-                                           std::nullopt, std::nullopt};
+    signal.floor = NeedsHumanSignal::Floor{true, Category::destructive, std::nullopt, std::nullopt,
+                                           std::nullopt};
     verdict = HardFloor::classify(nullptr, &signal, u""_s);
     EXPECT_EQ(verdict->category, Category::destructive);
     EXPECT_EQ(verdict->evidence, u"May I deploy?"_s);

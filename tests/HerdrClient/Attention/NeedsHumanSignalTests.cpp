@@ -65,7 +65,9 @@ TEST(NeedsHumanSignal, Tokens)
 
 TEST_F(AskFiles, AValidFileGivesItsDetails)
 {
-    write(u"a1"_s, ask(uR"(,"header":"Ship","options":["Yes","No"],"rec":1,"pane":"w1:p1","onBehalfOf":"w2","floor":"prod","extra":true)"_s));
+    write(
+        u"a1"_s,
+        ask(uR"(,"header":"Ship","options":["Yes","No"],"rec":1,"pane":"w1:p1","onBehalfOf":"w2","floor":"prod","extra":true)"_s));
     const auto signal = decode(u"v1:a1"_s);
     ASSERT_TRUE(signal);
     EXPECT_EQ(signal->kind, NeedsHumanSignal::Kind::approval);
@@ -86,7 +88,8 @@ TEST_F(AskFiles, AnythingWrongLowersTheAskToTheBareToken)
     const std::vector<std::pair<const char*, QByteArray>> cases{
         {"invalid JSON", "{\"v\":1,"},
         {"not an object", "[1]"},
-        {"invalid UTF-8", "{\"v\":1,\"id\":\"a1\",\"kind\":\"question\",\"q\":\"\xff\xfe\",\"since\":1}"},
+        {"invalid UTF-8",
+         "{\"v\":1,\"id\":\"a1\",\"kind\":\"question\",\"q\":\"\xff\xfe\",\"since\":1}"},
         {"version 2", ask(u""_s).replace("\"v\":1", "\"v\":2")},
         {"version as text", ask(u""_s).replace("\"v\":1", "\"v\":\"1\"")},
         {"other id", ask(u""_s).replace("\"id\":\"a1\"", "\"id\":\"a2\"")},
@@ -182,11 +185,11 @@ TEST(NeedsHumanSignalFloor, Shapes)
               (Floor{false, std::nullopt, {}, u"why"_s, u"x"_s}));
 
     const std::vector<std::pair<QString, std::optional<Category>>> words{
-        {u"production"_s, Category::production}, {u"deploy"_s, Category::production},
-        {u"deployment"_s, std::nullopt},         {u"money"_s, Category::money},
-        {u"live-charge"_s, Category::money},     {u"PAYMENTS"_s, Category::money},
+        {u"production"_s, Category::production},   {u"deploy"_s, Category::production},
+        {u"deployment"_s, std::nullopt},           {u"money"_s, Category::money},
+        {u"live-charge"_s, Category::money},       {u"PAYMENTS"_s, Category::money},
         {u"destructive"_s, Category::destructive}, {u"soft-delete"_s, Category::destructive},
-        {u"security"_s, Category::security},     {u"credentials"_s, Category::security},
+        {u"security"_s, Category::security},       {u"credentials"_s, Category::security},
         {u"prod-payment"_s, Category::production},
     };
     for (const auto& [word, category] : words)

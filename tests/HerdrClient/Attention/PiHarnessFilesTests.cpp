@@ -61,18 +61,35 @@ TEST(PiHarnessJournal, Events)
     const std::vector<Case> cases{
         {"no event", question, {}},
         {"event first", event("escalate-intent") + "\n" + question, {u"q1"_s}},
-        {"answered for good", question + "\n" + event("escalated") + "\n" + event("answered") + "\n" + question, {}},
-        {"resolved", question + "\n" + event("escalated") + "\n" + event("escalation-resolved"), {}},
+        {"answered for good",
+         question + "\n" + event("escalated") + "\n" + event("answered") + "\n" + question,
+         {}},
+        {"resolved",
+         question + "\n" + event("escalated") + "\n" + event("escalation-resolved"),
+         {}},
         {"unknown event", question + "\n" + event("pondered"), {}},
-        {"sorted", event("escalated", "q2") + "\n" + subagent + "\n" + question + "\n" + event("escalated"),
+        {"sorted",
+         event("escalated", "q2") + "\n" + subagent + "\n" + question + "\n" + event("escalated"),
          {u"q1"_s, u"q2"_s}},
-        {"owner missing", event("escalated") + "\n" + QByteArray(question).replace("\"owner\"", "\"boss\""), {}},
-        {"child without pane", event("escalated") + "\n" + QByteArray(question).replace("\"paneId\":\"w1\",", ""), {}},
-        {"garbage", "not json\n[1,2]\n{\"questionId\":7}\n\n" + question + "\n" + event("escalated"), {u"q1"_s}},
-        {"partial last line", question + "\n" + event("escalated") + "\n{\"questionId\":\"q1\",\"ty", {u"q1"_s}},
+        {"owner missing",
+         event("escalated") + "\n" + QByteArray(question).replace("\"owner\"", "\"boss\""),
+         {}},
+        {"child without pane",
+         event("escalated") + "\n" + QByteArray(question).replace("\"paneId\":\"w1\",", ""),
+         {}},
+        {"garbage",
+         "not json\n[1,2]\n{\"questionId\":7}\n\n" + question + "\n" + event("escalated"),
+         {u"q1"_s}},
+        {"partial last line",
+         question + "\n" + event("escalated") + "\n{\"questionId\":\"q1\",\"ty",
+         {u"q1"_s}},
         {"crlf", question + "\r\n" + event("escalated") + "\r\n", {u"q1"_s}},
-        {"invalid UTF-8", question + "\n{\"questionId\":\"q\xff\",\"type\":\"escalated\"}\n" + event("escalated"), {u"q1"_s}},
-        {"huge line", QByteArray(1024 * 1024, 'x') + "\n" + question + "\n" + event("escalated"), {u"q1"_s}},
+        {"invalid UTF-8",
+         question + "\n{\"questionId\":\"q\xff\",\"type\":\"escalated\"}\n" + event("escalated"),
+         {u"q1"_s}},
+        {"huge line",
+         QByteArray(1024 * 1024, 'x') + "\n" + question + "\n" + event("escalated"),
+         {u"q1"_s}},
     };
     for (const auto& c : cases)
         EXPECT_EQ(ids(PiHarnessJournal(c.data)), c.shown) << c.name;
@@ -87,9 +104,10 @@ TEST(PiHarnessJournal, Events)
 
 TEST(PiHarnessJournal, StatusAndRebound)
 {
-    const PiHarnessJournal journal(question + "\n" + event("escalated") + "\n"
-                                   + R"({"questionId":"q1","type":"rebound","owner":{"paneId":"o2"}})"
-                                   + "\n" + event("resolve-intent"));
+    const PiHarnessJournal journal(
+        question + "\n" + event("escalated") + "\n"
+        + R"({"questionId":"q1","type":"rebound","owner":{"paneId":"o2"}})" + "\n"
+        + event("resolve-intent"));
     const auto& q = journal.escalations.at(0);
     EXPECT_EQ(q.ownerPaneID, u"o2"_s);
     EXPECT_FALSE(q.canAnswer());
@@ -98,9 +116,9 @@ TEST(PiHarnessJournal, StatusAndRebound)
     const PiHarnessJournal noOrigin(QByteArray(question).replace("\"origin\"", "\"place\"") + "\n"
                                     + event("escalated"));
     EXPECT_EQ(noOrigin.escalations.at(0).status(), u"Escalation missing recorded origin"_s);
-    const PiHarnessJournal workOrigin(QByteArray(question).replace(
-                                          R"("origin":{"paneId":"w1"})", R"("work":{"originPane":"w5"})")
-                                      + "\n" + event("escalated"));
+    const PiHarnessJournal workOrigin(
+        QByteArray(question).replace(R"("origin":{"paneId":"w1"})", R"("work":{"originPane":"w5"})")
+        + "\n" + event("escalated"));
     EXPECT_EQ(workOrigin.escalations.at(0).originPaneID, u"w5"_s);
 }
 

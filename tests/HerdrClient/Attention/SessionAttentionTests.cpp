@@ -38,7 +38,8 @@ protected:
 
     Environment environment() const
     {
-        return {{u"HOME"_s, home.path()}, {u"ORREL_PI_SENTINEL_DIR"_s, home.filePath(u"sentinel"_s)}};
+        return {{u"HOME"_s, home.path()},
+                {u"ORREL_PI_SENTINEL_DIR"_s, home.filePath(u"sentinel"_s)}};
     }
 
     QTemporaryDir home;

@@ -36,5 +36,6 @@ inline PaneCaptureBundle sampleBundle()
     m.herdrVersion = QStringLiteral("0.8.0");
     m.herdrProtocol = 19;
     m.capturedAt = QStringLiteral("2026-11-22T03:00:00Z");
-    return PaneCaptureBundle::make(m, QStringLiteral("› 1. Yes (y)\n"), QStringLiteral("\x1b[1m› 1. Yes (y)\x1b[0m\n"));
+    return PaneCaptureBundle::make(m, QStringLiteral("› 1. Yes (y)\n"),
+                                   QStringLiteral("\x1b[1m› 1. Yes (y)\x1b[0m\n"));
 }

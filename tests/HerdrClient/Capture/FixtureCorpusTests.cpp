@@ -21,20 +21,24 @@ const QDir corpus(QStringLiteral(ORREL_FIXTURE_DIRECTORY));
 
 TEST(FixtureCorpus, EverySourceHasAFixtureOfItsCurrentScreenAndAnnotations)
 {
-    const QStringList sources = QDir(corpus.filePath(u"sources"_s)).entryList(QDir::Dirs | QDir::NoDotAndDotDot);
+    const QStringList sources =
+        QDir(corpus.filePath(u"sources"_s)).entryList(QDir::Dirs | QDir::NoDotAndDotDot);
     ASSERT_GE(sources.size(), 40);
     const QStringList fixtures = corpus.entryList({u"*.fixture"_s}, QDir::Dirs);
     for (const QString& name : sources) {
-        const QRegularExpression own(u"^"_s + QRegularExpression::escape(name) + u"-[0-9a-f]{12}\\.fixture$"_s);
+        const QRegularExpression own(u"^"_s + QRegularExpression::escape(name)
+                                     + u"-[0-9a-f]{12}\\.fixture$"_s);
         const QStringList matching = fixtures.filter(own);
-        ASSERT_EQ(matching.size(), 1) << name.toStdString() << ": run tests/fixtures/make-fixtures.sh";
+        ASSERT_EQ(matching.size(), 1)
+            << name.toStdString() << ": run tests/fixtures/make-fixtures.sh";
         QFile file(corpus.filePath(u"sources/%1/annotations.json"_s.arg(name)));
         ASSERT_TRUE(file.open(QIODevice::ReadOnly)) << name.toStdString();
         const auto json = JSONValue::parse(file.readAll());
         ASSERT_TRUE(json) << name.toStdString();
         const auto annotations = PaneFixtureAnnotations::decode(*json);
         ASSERT_TRUE(annotations) << name.toStdString();
-        const auto metadata = PaneFixtureExtractor::verifyFixture(corpus.filePath(matching.first()));
+        const auto metadata =
+            PaneFixtureExtractor::verifyFixture(corpus.filePath(matching.first()));
         ASSERT_TRUE(metadata) << matching.first().toStdString() << ": "
                               << metadata.error().errorDescription().toStdString();
         EXPECT_EQ(metadata->annotations, *annotations)
@@ -42,7 +46,8 @@ TEST(FixtureCorpus, EverySourceHasAFixtureOfItsCurrentScreenAndAnnotations)
         const QString source = corpus.filePath(u"sources/"_s + name);
         for (const QString& screen : {u"/visible.ansi"_s, u"/detection.txt"_s}) {
             if (QFile::exists(source + screen)) {
-                EXPECT_EQ(readFile(corpus.filePath(matching.first()) + screen), readFile(source + screen))
+                EXPECT_EQ(readFile(corpus.filePath(matching.first()) + screen),
+                          readFile(source + screen))
                     << name.toStdString() << ": the fixture is older than its screen";
             }
         }
@@ -68,7 +73,8 @@ TEST(FixtureCorpus, EveryFixtureReadsAsAnnotated)
         // The reading stands on the captured pane, as a live read would.
         EXPECT_EQ(reading->paneID, metadata->sourceCapture.paneID) << name;
         EXPECT_EQ(reading->evidence.agentID, metadata->sourceCapture.agent) << name;
-        EXPECT_EQ(reading->evidence.paneRevision, qint64(metadata->sourceCapture.paneRevisionAfter)) << name;
+        EXPECT_EQ(reading->evidence.paneRevision, qint64(metadata->sourceCapture.paneRevisionAfter))
+            << name;
         const bool generic = reading->evidence.providerID == u"generic-screen";
         EXPECT_EQ(generic, reading->kind == InteractionKind::unknown) << name;
     }

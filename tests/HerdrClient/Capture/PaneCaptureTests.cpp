@@ -2,10 +2,10 @@
 #include "HerdrClient/Capture/PaneCaptureWriter.h"
 #include "HerdrClient/Capture/PaneCapturer.h"
 #include "HerdrClient/Wire/HerdrClient.h"
+#include "tests/HerdrClient/Capture/CaptureTestFiles.h"
 #include "tests/support/FakeHerdrServer.h"
 #include "tests/support/FakeScenario.h"
 #include "tests/support/TestSupport.h"
-#include "tests/HerdrClient/Capture/CaptureTestFiles.h"
 
 #include <QCryptographicHash>
 #include <QDir>
@@ -85,7 +85,8 @@ TEST_F(PaneCaptureTest, KeepsWhatMovedWhileThePaneWasRead)
     // The pane changes between the first snapshot and the second: both values are kept.
     server.setHandler(u"session.snapshot"_s, [this](const FakeRequest&) {
         const bool first = server.requestsFor(u"session.snapshot"_s).size() <= 1;
-        const auto next = FakeScenario::fromJSON(first ? scenarioJSON(7) : scenarioJSON(9, u"working"_s));
+        const auto next =
+            FakeScenario::fromJSON(first ? scenarioJSON(7) : scenarioJSON(9, u"working"_s));
         return FakeReply::result(JSONValue::object(
             {{u"type"_s, u"session_snapshot"_s}, {u"snapshot"_s, next->snapshotJSON()}}));
     });
@@ -109,9 +110,9 @@ TEST_F(PaneCaptureTest, EachFailedStepHasItsError)
         server.setHandler(u"pane.read"_s, [source](const FakeRequest& r) {
             if (r.params.member(u"source")->stringValue() == toString(source))
                 return FakeReply::result(JSONValue::object({{u"type"_s, u"pane_read"_s}}));
-            return FakeReply::result(JSONValue::object(
-                {{u"type"_s, u"pane_read"_s},
-                 {u"read"_s, JSONValue::object({{u"text"_s, u"x"_s}})}}));
+            return FakeReply::result(
+                JSONValue::object({{u"type"_s, u"pane_read"_s},
+                                   {u"read"_s, JSONValue::object({{u"text"_s, u"x"_s}})}}));
         });
         const auto unreadable = capture(u"w1:p2"_s);
         ASSERT_FALSE(unreadable);
@@ -136,12 +137,14 @@ TEST(PaneCaptureWriterTest, WritesABundleThatLoadsBackEqual)
     const auto path = PaneCaptureWriter::write(bundle, dir.filePath(u"a/b"_s), false);
     ASSERT_TRUE(path) << path.error().errorDescription().toStdString();
     EXPECT_EQ(*path, QDir(dir.filePath(u"a/b"_s)).absoluteFilePath(u"w1_p2.capture"_s));
-    EXPECT_EQ(QDir(dir.filePath(u"a/b"_s)).entryList(QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden),
+    EXPECT_EQ(QDir(dir.filePath(u"a/b"_s))
+                  .entryList(QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden),
               QStringList{u"w1_p2.capture"_s})
         << "no temporary directory is left behind";
 
     const QByteArray metadata = readFile(*path + u"/metadata.json"_s);
-    EXPECT_TRUE(metadata.startsWith("{\n  \"agent\": \"codex\",\n  \"agent_status_after\": \"blocked\",\n"));
+    EXPECT_TRUE(metadata.startsWith(
+        "{\n  \"agent\": \"codex\",\n  \"agent_status_after\": \"blocked\",\n"));
     EXPECT_TRUE(metadata.endsWith("\n}\n"));
     EXPECT_FALSE(metadata.contains("\\/"));
     const auto loaded = PaneCaptureBundle::load(*path);
@@ -154,7 +157,8 @@ TEST(PaneCaptureWriterTest, OverwritesOnlyWhenAsked)
     QTemporaryDir dir;
     const auto first = PaneCaptureWriter::write(sampleBundle(), dir.path(), false);
     ASSERT_TRUE(first);
-    const auto changed = PaneCaptureBundle::make(sampleBundle().metadata, u"other\n"_s, u"other\n"_s);
+    const auto changed =
+        PaneCaptureBundle::make(sampleBundle().metadata, u"other\n"_s, u"other\n"_s);
 
     const auto refused = PaneCaptureWriter::write(changed, dir.path(), false);
     ASSERT_FALSE(refused);
@@ -165,7 +169,9 @@ TEST(PaneCaptureWriterTest, OverwritesOnlyWhenAsked)
     const auto replaced = PaneCaptureWriter::write(changed, dir.path(), true);
     ASSERT_TRUE(replaced);
     EXPECT_EQ(PaneCaptureBundle::load(*replaced)->detectionText, u"other\n"_s);
-    EXPECT_EQ(QDir(dir.path()).entryList(QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden).size(), 1);
+    EXPECT_EQ(
+        QDir(dir.path()).entryList(QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden).size(),
+        1);
 }
 
 TEST(PaneCaptureBundleTest, RefusesFilesThatDoNotMatchTheirMetadata)
@@ -177,7 +183,9 @@ TEST(PaneCaptureBundleTest, RefusesFilesThatDoNotMatchTheirMetadata)
     };
     const Case cases[] = {
         {"lost byte",
-         [](const QString& b) { writeFile(b + u"/detection.txt"_s, readFile(b + u"/detection.txt"_s).chopped(1)); },
+         [](const QString& b) {
+             writeFile(b + u"/detection.txt"_s, readFile(b + u"/detection.txt"_s).chopped(1));
+         },
          "byte count mismatch"},
         {"changed byte",
          [](const QString& b) {
@@ -200,7 +208,8 @@ TEST(PaneCaptureBundleTest, RefusesFilesThatDoNotMatchTheirMetadata)
          "capture is not valid UTF-8"},
         {"metadata missing a key",
          [](const QString& b) {
-             writeFile(b + u"/metadata.json"_s, readFile(b + u"/metadata.json"_s).replace("\"pane_id\"", "\"pane\""));
+             writeFile(b + u"/metadata.json"_s,
+                       readFile(b + u"/metadata.json"_s).replace("\"pane_id\"", "\"pane\""));
          },
          "capture metadata could not be read: pane_id: required key is missing"},
     };

@@ -37,11 +37,11 @@ protected:
         out = dir.filePath(u"fixtures"_s);
     }
 
-    std::expected<QString, PaneCaptureError>
-    extract(const PaneFixtureAnnotations& annotations = sampleAnnotations(),
-            const std::optional<PaneFixtureRegion>& region = std::nullopt,
-            const std::optional<QByteArray>& detection = std::nullopt,
-            const std::optional<QByteArray>& visible = std::nullopt)
+    std::expected<QString, PaneCaptureError> extract(
+        const PaneFixtureAnnotations& annotations = sampleAnnotations(),
+        const std::optional<PaneFixtureRegion>& region = std::nullopt,
+        const std::optional<QByteArray>& detection = std::nullopt,
+        const std::optional<QByteArray>& visible = std::nullopt)
     {
         return PaneFixtureExtractor::extract(capture, annotations, out, detection, visible, region);
     }
@@ -78,7 +78,8 @@ TEST_F(PaneFixtureTest, RepeatsAndAddressesByContent)
     const auto other = extract(changed);
     ASSERT_TRUE(other);
     EXPECT_NE(*other, *first);
-    EXPECT_EQ(QDir(out).entryList(QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden).size(), 2);
+    EXPECT_EQ(QDir(out).entryList(QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden).size(),
+              2);
 
     // The region takes part in the hash even when it cuts nothing away.
     const auto withRegion = extract(sampleAnnotations(), PaneFixtureRegion{u"1. Yes"_s, {}});
@@ -150,15 +151,20 @@ TEST_F(PaneFixtureTest, RefusesFixturesThatNoLongerProveThemselves)
 
 TEST(PaneFixtureRegionTest, CutsWholeLines)
 {
-    const QByteArray screen = "old prompt\nheader: Would you like to run it?\n  $ ls\n  Press enter to confirm\ntail\n";
+    const QByteArray screen =
+        "old prompt\nheader: Would you like to run it?\n  $ ls\n  Press enter to confirm\ntail\n";
     struct Case {
         PaneFixtureRegion region;
         std::optional<QByteArray> expected;
         const char* reason;
     };
     const Case cases[] = {
-        {{u"Would you like"_s, {}}, "header: Would you like to run it?\n  $ ls\n  Press enter to confirm\ntail\n", ""},
-        {{u"Would you like"_s, u"enter to"_s}, "header: Would you like to run it?\n  $ ls\n  Press enter to confirm\n", ""},
+        {{u"Would you like"_s, {}},
+         "header: Would you like to run it?\n  $ ls\n  Press enter to confirm\ntail\n",
+         ""},
+        {{u"Would you like"_s, u"enter to"_s},
+         "header: Would you like to run it?\n  $ ls\n  Press enter to confirm\n",
+         ""},
         {{u"old"_s, u"prompt"_s}, "old prompt\n", ""},
         {{u"tail"_s, u"tail"_s}, "tail\n", ""},
         {{u"Nothing"_s, {}}, std::nullopt, "start marker not found: Nothing"},
@@ -175,7 +181,8 @@ TEST(PaneFixtureRegionTest, CutsWholeLines)
             EXPECT_EQ(cut.error().errorDescription().toStdString(), c.reason);
         }
     }
-    EXPECT_EQ(*PaneFixtureExtractor::extractRegion("a\nend without newline", {u"without"_s, u"newline"_s}),
+    EXPECT_EQ(*PaneFixtureExtractor::extractRegion("a\nend without newline",
+                                                   {u"without"_s, u"newline"_s}),
               "end without newline");
 }
 
@@ -190,7 +197,8 @@ TEST_F(PaneFixtureTest, ReplacementsAndRegionsShapeTheFixture)
     EXPECT_EQ(readFile(*sanitized + u"/detection.txt"_s), "› 1. Yes (y)\n");
     EXPECT_EQ(readFile(*sanitized + u"/visible.ansi"_s), "\x1b[1m› 1. Yes (y)\x1b[0m\n");
 
-    const auto invalid = extract(sampleAnnotations(), std::nullopt, std::nullopt, QByteArray("\xc3("));
+    const auto invalid =
+        extract(sampleAnnotations(), std::nullopt, std::nullopt, QByteArray("\xc3("));
     ASSERT_FALSE(invalid);
     EXPECT_EQ(invalid.error().errorDescription(), u"fixture replacement is not valid UTF-8"_s);
 

@@ -23,8 +23,8 @@ TEST(BoundedPipeDrainTest, KeepsOnlyTheLastBytes)
     for (int i = 0; i < 200000; ++i)
         written.append(char(i % 251));
     for (qsizetype offset = 0; offset < written.size();) {
-        const ssize_t count = ::write(fds[1], written.constData() + offset,
-                                      std::size_t(written.size() - offset));
+        const ssize_t count =
+            ::write(fds[1], written.constData() + offset, std::size_t(written.size() - offset));
         ASSERT_GT(count, 0);
         offset += count;
     }

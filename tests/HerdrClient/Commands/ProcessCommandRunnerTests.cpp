@@ -31,11 +31,17 @@ TEST(ProcessCommandRunnerTest, CollectsBothOutputsAndTheStatus)
     const std::vector<Case> cases = {
         {u"printf out; printf ' err \\n' >&2; exit 3"_s, {}, 3, "out", " err \n"},
         {u"printf partial; kill -9 $$"_s, {}, 128 + SIGKILL, "partial", ""},
-        {u"printf '%s|' \"$@\""_s, {u"a b"_s, u"\"q\" $HOME"_s, u"é"_s, u""_s, u"-x"_s}, 0,
-         "a b|\"q\" $HOME|é||-x|", ""},
+        {u"printf '%s|' \"$@\""_s,
+         {u"a b"_s, u"\"q\" $HOME"_s, u"é"_s, u""_s, u"-x"_s},
+         0,
+         "a b|\"q\" $HOME|é||-x|",
+         ""},
         // Both pipes full at once: neither may wait for the other.
-        {u"head -c 1048576 /dev/zero >&2 & head -c 1048576 /dev/zero; wait"_s, {}, 0,
-         QByteArray(1048576, '\0'), QByteArray(1048576, '\0')},
+        {u"head -c 1048576 /dev/zero >&2 & head -c 1048576 /dev/zero; wait"_s,
+         {},
+         0,
+         QByteArray(1048576, '\0'),
+         QByteArray(1048576, '\0')},
         {u"head -c 1048576 /dev/zero >&2"_s, {}, 0, "", QByteArray(1048576, '\0')},
     };
     for (const Case& c : cases) {

@@ -18,8 +18,10 @@ PendingInteraction approval()
     interaction.body = u"npm run build"_s;
     interaction.progress = InteractionProgress{1, 2, 1};
     interaction.choices = {
-        InteractionChoice{InteractionChoiceKind::option, u"Café"_s, std::nullopt, {u"1"_s, u"2"_s}, std::nullopt},
-        InteractionChoice{InteractionChoiceKind::textEntry, u"Type something."_s, std::nullopt, {}, u"hi"_s},
+        InteractionChoice{
+            InteractionChoiceKind::option, u"Café"_s, std::nullopt, {u"1"_s, u"2"_s}, std::nullopt},
+        InteractionChoice{
+            InteractionChoiceKind::textEntry, u"Type something."_s, std::nullopt, {}, u"hi"_s},
     };
     interaction.steps = {{u"Deploy"_s, true, false}, {u"Submit"_s, false, true}};
     interaction.presentation.mechanism = InteractionMechanism::numberedShortcut;
@@ -64,14 +66,23 @@ TEST(PendingInteractionFingerprint, IgnoresWhatARedrawOrTheCursorChanges)
          [](PendingInteraction& i) { i.title = u"  Do you\n  want to \x1b[1mproceed?\x1b[0m "_s; }},
         {"indented body", [](PendingInteraction& i) { i.body = u"\tnpm   run\u00A0build\n"_s; }},
         {"cursor", [](PendingInteraction& i) { i.presentation.selectedChoiceIndex = 1; }},
-        {"ticks", [](PendingInteraction& i) { i.presentation.checkedChoiceIndexes = {0, 1}; }},
+        {"ticks",
+         [](PendingInteraction& i) {
+             i.presentation.checkedChoiceIndexes = {0, 1};
+         }},
         {"active step", [](PendingInteraction& i) { i.presentation.activeStepIndex = 1; }},
-        {"mechanism", [](PendingInteraction& i) { i.presentation.mechanism = InteractionMechanism::ambiguous; }},
+        {"mechanism",
+         [](PendingInteraction& i) { i.presentation.mechanism = InteractionMechanism::ambiguous; }},
         {"header", [](PendingInteraction& i) { i.header = u"Other"_s; }},
         {"capabilities", [](PendingInteraction& i) { i.capabilities.clear(); }},
-        {"evidence", [](PendingInteraction& i) { i.evidence.capturedText = u"screen"_s; i.evidence.paneRevision = 9; }},
+        {"evidence",
+         [](PendingInteraction& i) {
+             i.evidence.capturedText = u"screen"_s;
+             i.evidence.paneRevision = 9;
+         }},
         {"user prompt context", [](PendingInteraction& i) { i.userPromptContext = u"do it"_s; }},
-        {"safety state", [](PendingInteraction& i) { i.safetyState = InteractionSafetyState::stale; }},
+        {"safety state",
+         [](PendingInteraction& i) { i.safetyState = InteractionSafetyState::stale; }},
         {"empty instead of absent description",
          [](PendingInteraction& i) { i.choices[0].description = u""_s; }},
     };
@@ -94,9 +105,12 @@ TEST(PendingInteractionFingerprint, ChangesWithTheQuestion)
         {"shortcut keys", [](PendingInteraction& i) { i.choices[0].shortcutKeys = {u"12"_s}; }},
         {"progress", [](PendingInteraction& i) { i.progress->unanswered = 0; }},
         {"no progress", [](PendingInteraction& i) { i.progress.reset(); }},
-        {"choice kind", [](PendingInteraction& i) { i.choices[0].kind = InteractionChoiceKind::submit; }},
-        {"command", [](PendingInteraction& i) {
-             i.contentEvidence = InteractionCommandEvidence{u"staging"_s, u"ship it"_s, u"npm run deploy"_s};
+        {"choice kind",
+         [](PendingInteraction& i) { i.choices[0].kind = InteractionChoiceKind::submit; }},
+        {"command",
+         [](PendingInteraction& i) {
+             i.contentEvidence =
+                 InteractionCommandEvidence{u"staging"_s, u"ship it"_s, u"npm run deploy"_s};
          }},
         {"no content", [](PendingInteraction& i) { i.contentEvidence.reset(); }},
     };
@@ -118,7 +132,8 @@ TEST(PendingInteractionNormalize, CollapsesWhiteSpaceAndColour)
         {u"keep\u200Bzero-width"_s, u"keep\u200Bzero-width"_s},
     };
     for (const auto& [input, expected] : cases)
-        EXPECT_EQ(PendingInteraction::normalize(input), expected) << input.value_or(u"<absent>"_s).toStdString();
+        EXPECT_EQ(PendingInteraction::normalize(input), expected)
+            << input.value_or(u"<absent>"_s).toStdString();
 }
 
 TEST(PendingInteractionJSON, LeavesAbsentOutAndNestsEvidence)
@@ -130,9 +145,12 @@ TEST(PendingInteractionJSON, LeavesAbsentOutAndNestsEvidence)
 
     PendingInteraction edit;
     edit.paneID = u"p"_s;
-    edit.contentEvidence = InteractionDiffEvidence{u"a.js"_s, {{3, InteractionDiffLineKind::addition, u"x"_s}}};
-    EXPECT_EQ(edit.asJSONValue().member(u"contentEvidence")->serialized(),
-              QByteArray(R"({"diff":{"filePath":"a.js","lines":[{"kind":"addition","lineNumber":3,"text":"x"}]}})"));
+    edit.contentEvidence =
+        InteractionDiffEvidence{u"a.js"_s, {{3, InteractionDiffLineKind::addition, u"x"_s}}};
+    EXPECT_EQ(
+        edit.asJSONValue().member(u"contentEvidence")->serialized(),
+        QByteArray(
+            R"({"diff":{"filePath":"a.js","lines":[{"kind":"addition","lineNumber":3,"text":"x"}]}})"));
 }
 
 TEST(InteractionEnums, TextValuesRoundTrip)

@@ -10,7 +10,10 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-QString esc(const QString& text) { return QString(text).replace(u"\\e"_s, QString(QChar(0x1B))); }
+QString esc(const QString& text)
+{
+    return QString(text).replace(u"\\e"_s, QString(QChar(0x1B)));
+}
 
 } // namespace
 
@@ -19,11 +22,11 @@ TEST(StripAnsi, RemovesThroughTheNextLetterM)
     const std::vector<std::pair<QString, QString>> cases = {
         {u"plain"_s, u"plain"_s},
         {esc(u"\\e[1;38;2;10;20;30mbold\\e[0m text"_s), u"bold text"_s},
-        {esc(u"a\\e[1mb\\e"_s), esc(u"ab\\e"_s)},             // no "m" after the last ESC
+        {esc(u"a\\e[1mb\\e"_s), esc(u"ab\\e"_s)}, // no "m" after the last ESC
         {esc(u"\\e\\e\\e"_s), esc(u"\\e\\e\\e"_s)},
-        {esc(u"\\e]0;title\\aname is mine"_s), u"e is mine"_s},     // any escape runs to the next "m"
-        {esc(u"\\e[1m\u0301m"_s), u""_s},                     // an accented m is no end
-        {esc(u"\\e[1m\u0301x"_s), esc(u"\\e[1m\u0301x"_s)},   // ...and with no other m, ESC stays
+        {esc(u"\\e]0;title\\aname is mine"_s), u"e is mine"_s}, // any escape runs to the next "m"
+        {esc(u"\\e[1m\u0301m"_s), u""_s},                       // an accented m is no end
+        {esc(u"\\e[1m\u0301x"_s), esc(u"\\e[1m\u0301x"_s)},     // ...and with no other m, ESC stays
     };
     for (const auto& [input, expected] : cases)
         EXPECT_EQ(PromptClassifier::stripAnsi(input), expected) << input.toStdString();
@@ -90,10 +93,8 @@ TEST(NumberedOptions, DescriptionsStopAtRowsFootersAndOutdentedText)
 TEST(PreviewColumns, SplitOnlyAtACornerFarEnoughRight)
 {
     const QStringList farRight = {
-        u"❯ 1. Compact      ┌──────────┐"_s,
-        u"  2. Spacious     │ a  b     │"_s,
-        u"                  │ c  d │   │"_s,
-        u"                  └──────────┘"_s,
+        u"❯ 1. Compact      ┌──────────┐"_s, u"  2. Spacious     │ a  b     │"_s,
+        u"                  │ c  d │   │"_s, u"                  └──────────┘"_s,
         u"                  │ after │"_s,
     };
     const auto layout = PromptClassifier::splitChoiceAndPreviewColumns(farRight);
@@ -108,7 +109,8 @@ TEST(PreviewColumns, SplitOnlyAtACornerFarEnoughRight)
     EXPECT_FALSE(PromptClassifier::splitChoiceAndPreviewColumns(near).previewLines);
 
     // The column counts characters, not UTF-16 units: an emoji before it is one character.
-    const QStringList wide = {u"1. 👍 Thumbs  ┌──┐"_s, u"              │ok│"_s, u"              └──┘"_s};
+    const QStringList wide = {u"1. 👍 Thumbs  ┌──┐"_s, u"              │ok│"_s,
+                              u"              └──┘"_s};
     const auto wideLayout = PromptClassifier::splitChoiceAndPreviewColumns(wide);
     EXPECT_EQ(wideLayout.choiceLines.first(), u"1. 👍 Thumbs  "_s);
     EXPECT_EQ(wideLayout.previewLines, QStringList{u"ok"_s});
@@ -116,12 +118,14 @@ TEST(PreviewColumns, SplitOnlyAtACornerFarEnoughRight)
 
 TEST(QuestionTitle, SkipsBlankRulesAndTabRows)
 {
-    const QStringList lines = {u"Real title"_s, u"  ──────"_s, u""_s, u"---"_s,
-                               u"□ One  □ Two  ✔ Submit"_s, u"-—-"_s, u"1. Option"_s};
+    const QStringList lines = {
+        u"Real title"_s, u"  ──────"_s, u""_s, u"---"_s, u"□ One  □ Two  ✔ Submit"_s,
+        u"-—-"_s,        u"1. Option"_s};
     EXPECT_EQ(PromptClassifier::questionTitleIndex(lines, 6), 0);
     EXPECT_EQ(PromptClassifier::questionTitleIndex(lines, 0), std::nullopt);
     EXPECT_EQ(PromptClassifier::questionTitleIndex({u""_s, u"1. x"_s}, 1), std::nullopt);
-    EXPECT_EQ(PromptClassifier::parseQuestionTitle(u"\n  Which one?  \n\n1. A\n2. B"_s), u"Which one?"_s);
+    EXPECT_EQ(PromptClassifier::parseQuestionTitle(u"\n  Which one?  \n\n1. A\n2. B"_s),
+              u"Which one?"_s);
     EXPECT_EQ(PromptClassifier::parseQuestionTitle(u"1. A\n2. B"_s), std::nullopt);
 }
 
@@ -137,23 +141,26 @@ TEST(LatestInteractionRegion, BeginsAtTheLivePrompt)
     const std::vector<Case> cases = {
         {"no option numbered 1", u"Pick\n2. B\n3. C"_s, std::nullopt},
         {"nothing above the option", u"1. Alone"_s, std::nullopt},
-        {"plain question begins at its title",
-         u"earlier text\n\nWhich one?\n1. A\n2. B"_s, u"Which one?\n1. A\n2. B"_s},
-        {"old prompt above a new one",
-         u"Old?\n1. X\n2. Y\nwork\nNew?\n❯ 1. A\n2. B"_s, u"New?\n❯ 1. A\n2. B"_s},
+        {"plain question begins at its title", u"earlier text\n\nWhich one?\n1. A\n2. B"_s,
+         u"Which one?\n1. A\n2. B"_s},
+        {"old prompt above a new one", u"Old?\n1. X\n2. Y\nwork\nNew?\n❯ 1. A\n2. B"_s,
+         u"New?\n❯ 1. A\n2. B"_s},
         {"rule right above the title keeps the title",
          u"chat\n"_s + rule + u"\n\nDo you want to proceed?\n1. Yes"_s,
          u"Do you want to proceed?\n1. Yes"_s},
         {"framed question with text inside begins above the rule",
-         u"chat\nlast words\n"_s + rule + u"\n Bash command\n  ls -la\n\n Do you want to proceed?\n 1. Yes"_s,
-         u"last words\n"_s + rule + u"\n Bash command\n  ls -la\n\n Do you want to proceed?\n 1. Yes"_s},
+         u"chat\nlast words\n"_s + rule
+             + u"\n Bash command\n  ls -la\n\n Do you want to proceed?\n 1. Yes"_s,
+         u"last words\n"_s + rule
+             + u"\n Bash command\n  ls -la\n\n Do you want to proceed?\n 1. Yes"_s},
         {"edit prompt keeps the file name above its diff frame",
-         u"● Update(a.js)\n"_s + rule + u"\n Edit file\n a.js\n"_s + dashed + u"\n 1 -x\n 1 +y\n"_s + dashed
-             + u"\n Do you want to make this edit to a.js?\n ❯ 1. Yes"_s,
+         u"● Update(a.js)\n"_s + rule + u"\n Edit file\n a.js\n"_s + dashed + u"\n 1 -x\n 1 +y\n"_s
+             + dashed + u"\n Do you want to make this edit to a.js?\n ❯ 1. Yes"_s,
          u" Edit file\n a.js\n"_s + dashed + u"\n 1 -x\n 1 +y\n"_s + dashed
              + u"\n Do you want to make this edit to a.js?\n ❯ 1. Yes"_s},
         {"wizard begins at its tab row",
-         u"chat\n"_s + rule + u"\n←  □ Database  □ Deploy  ✔ Submit  →\n\nWhich database?\n❯ 1. Postgres"_s,
+         u"chat\n"_s + rule
+             + u"\n←  □ Database  □ Deploy  ✔ Submit  →\n\nWhich database?\n❯ 1. Postgres"_s,
          u"←  □ Database  □ Deploy  ✔ Submit  →\n\nWhich database?\n❯ 1. Postgres"_s},
         {"a confirmation ignores tab rows above it",
          u"□ A  □ B  ✔ Submit\nsome text\nDo you want to proceed?\n1. Yes"_s,
@@ -183,16 +190,21 @@ TEST(WizardSteps, ReadsTheFirstPlausibleTabRow)
         nine += u"□ T%1  "_s.arg(i);
     nine += u"✔ Submit"_s;
     EXPECT_TRUE(PromptClassifier::parseWizardSteps(nine, std::nullopt).empty());
-    const auto next = PromptClassifier::parseWizardSteps(nine + u"\n□ A  □ 12  ✔ Submit"_s, std::nullopt);
+    const auto next =
+        PromptClassifier::parseWizardSteps(nine + u"\n□ A  □ 12  ✔ Submit"_s, std::nullopt);
     EXPECT_TRUE(next.empty()); // "12" has no letter: that row is dropped too
-    EXPECT_EQ(PromptClassifier::parseWizardSteps(nine + u"\n\x1b[1m□ A\x1b[0m  ✔ Submit"_s, std::nullopt).size(), 2u);
+    EXPECT_EQ(
+        PromptClassifier::parseWizardSteps(nine + u"\n\x1b[1m□ A\x1b[0m  ✔ Submit"_s, std::nullopt)
+            .size(),
+        2u);
     EXPECT_TRUE(PromptClassifier::parseWizardSteps(u"✔ Submit"_s, std::nullopt).empty());
 }
 
 TEST(InteractionBody, DropsTitleRulesOptionsHintsAndTabs)
 {
-    const QString region = u"Bash command\n──────\n  rm -rf build\n\nDo you want to proceed?\n❯ 1. Yes\n"
-                           "2. No\n□ A  ✔ Submit\nEsc to cancel · Tab to amend"_s;
+    const QString region =
+        u"Bash command\n──────\n  rm -rf build\n\nDo you want to proceed?\n❯ 1. Yes\n"
+        "2. No\n□ A  ✔ Submit\nEsc to cancel · Tab to amend"_s;
     EXPECT_EQ(PromptClassifier::interactionBody(region, u"Do you want to proceed?"_s),
               u"Bash command\nrm -rf build"_s);
     EXPECT_EQ(PromptClassifier::interactionBody(u"Title\n1. A"_s, u"Title"_s), std::nullopt);
@@ -200,7 +212,8 @@ TEST(InteractionBody, DropsTitleRulesOptionsHintsAndTabs)
 
 TEST(InteractionFooter, KnowsTheFourHints)
 {
-    for (const QString& line : {u"Enter to select"_s, u"↑/↓ To Navigate"_s, u"Esc to cancel"_s, u"esc to interrupt"_s})
+    for (const QString& line :
+         {u"Enter to select"_s, u"↑/↓ To Navigate"_s, u"Esc to cancel"_s, u"esc to interrupt"_s})
         EXPECT_TRUE(PromptClassifier::isInteractionFooter(line)) << line.toStdString();
     EXPECT_FALSE(PromptClassifier::isInteractionFooter(u"Press enter"_s));
 }
@@ -215,8 +228,12 @@ TEST(ScreenAdapterRegistry, PicksByExactAgentID)
 
 TEST(GenericReading, HandsTheScreenToTheTerminal)
 {
-    const ScreenAdapterInput input{u"w1:p1"_s, u"claude"_s, u"a\r\nb\r"_s, u"coloured"_s,
-                                   quint64(std::numeric_limits<qint64>::max()) + 1, u"Tab"_s};
+    const ScreenAdapterInput input{u"w1:p1"_s,
+                                   u"claude"_s,
+                                   u"a\r\nb\r"_s,
+                                   u"coloured"_s,
+                                   quint64(std::numeric_limits<qint64>::max()) + 1,
+                                   u"Tab"_s};
     const auto reading = GenericScreenAdapter().parse(input);
     EXPECT_EQ(reading.kind, InteractionKind::unknown);
     expectSoundReading(reading, "generic");

@@ -30,8 +30,8 @@ public:
 
 RequestResult readReply(const QString& text)
 {
-    return JSONValue::object({{u"type"_s, u"pane_read"_s},
-                              {u"read"_s, JSONValue::object({{u"text"_s, text}})}});
+    return JSONValue::object(
+        {{u"type"_s, u"pane_read"_s}, {u"read"_s, JSONValue::object({{u"text"_s, text}})}});
 }
 
 PromptClassifier genericClassifier()
@@ -55,8 +55,9 @@ TEST(ScreenInteractionProvider, ReadsDetectionThenColouredVisibleText)
     EXPECT_EQ(client.requests[0].first, u"pane.read"_s);
     EXPECT_EQ(client.requests[0].second.serialized(),
               QByteArray(R"({"pane_id":"w1:p1","source":"detection"})"));
-    EXPECT_EQ(client.requests[1].second.serialized(),
-              QByteArray(R"({"format":"ansi","pane_id":"w1:p1","source":"visible","strip_ansi":false})"));
+    EXPECT_EQ(
+        client.requests[1].second.serialized(),
+        QByteArray(R"({"format":"ansi","pane_id":"w1:p1","source":"visible","strip_ansi":false})"));
 }
 
 TEST(ScreenInteractionProvider, FailsOnlyAtTheFirstRead)
@@ -71,7 +72,10 @@ TEST(ScreenInteractionProvider, FailsOnlyAtTheFirstRead)
         {"read without text", JSONValue::object({{u"read"_s, JSONValue::object({})}}), true},
         {"not an object", JSONValue(u"text"_s), true},
         {"reply not JSON", std::unexpected(RequestFailure(JSONParseError{u"bad"_s, 3})), true},
-        {"herdr error", std::unexpected(RequestFailure(HerdrError::api(u"pane_not_found"_s, u"pane w1:p9 not found"_s))), false},
+        {"herdr error",
+         std::unexpected(
+             RequestFailure(HerdrError::api(u"pane_not_found"_s, u"pane w1:p9 not found"_s))),
+         false},
         {"socket", std::unexpected(RequestFailure(SocketError::timedOut())), false},
     };
     for (const auto& c : cases) {
@@ -111,10 +115,11 @@ TEST(ScreenInteractionProvider, CurrentTabLabelComesFromTheLowestHighlightedTabR
     const QString upper = u"□ Old  \x1b[48;2;1;2;3m□ Stale\x1b[0m  ✔ Submit"_s;
     const QString lower = u"←  □ Database  \x1b[48;2;9;9;9m□ Deploy \x1b[0m  ✔ Submit  →"_s;
     const QString plainRow = u"□ A  □ B  ✔ Submit"_s;
-    EXPECT_EQ(ScreenInteractionProvider::currentTabLabel(upper + u"\r\n"_s + lower + u"\n"_s + plainRow),
-              u"Deploy"_s);
-    EXPECT_EQ(ScreenInteractionProvider::currentTabLabel(upper + u"\n\x1b[48;2;1;1;1mHighlighted\x1b[0m"_s),
+    EXPECT_EQ(
+        ScreenInteractionProvider::currentTabLabel(upper + u"\r\n"_s + lower + u"\n"_s + plainRow),
+        u"Deploy"_s);
+    EXPECT_EQ(ScreenInteractionProvider::currentTabLabel(
+                  upper + u"\n\x1b[48;2;1;1;1mHighlighted\x1b[0m"_s),
               u"Stale"_s);
     EXPECT_EQ(ScreenInteractionProvider::currentTabLabel(plainRow), std::nullopt);
 }
-

@@ -31,15 +31,19 @@ QStringList realScreens()
 
 TEST(CompletionSummaryExtractor, RealScreensGiveTheLastBulletOfProse)
 {
-    EXPECT_EQ(CompletionSummaryExtractor::extract(screenUpTo("codex-real-approval-git-push", u"› Now push"_s), 280),
+    EXPECT_EQ(CompletionSummaryExtractor::extract(
+                  screenUpTo("codex-real-approval-git-push", u"› Now push"_s), 280),
               u"Done. The tool reported: Chunk ID: 930dab Worked for 7s • 02:00"_s);
-    EXPECT_EQ(CompletionSummaryExtractor::extract(screenUpTo("claude-real-approval-edit-diff", u"❯ Edit the"_s), 280),
-              u"Done. The tool reported: (Bash completed with no output) ✻ Worked for 0s · done 2:08 AM"_s);
+    EXPECT_EQ(
+        CompletionSummaryExtractor::extract(
+            screenUpTo("claude-real-approval-edit-diff", u"❯ Edit the"_s), 280),
+        u"Done. The tool reported: (Bash completed with no output) ✻ Worked for 0s · done 2:08 AM"_s);
     // The tool line "• Running git push" is passed over for the prose bullet above it.
     const auto waiting = CompletionSummaryExtractor::extract(
         loadScreenSource(u"codex-real-approval-git-push"_s).detection, 280);
     ASSERT_TRUE(waiting);
-    EXPECT_TRUE(waiting->startsWith(u"I will run a command for that. • Running git push"_s)) << waiting->toStdString();
+    EXPECT_TRUE(waiting->startsWith(u"I will run a command for that. • Running git push"_s))
+        << waiting->toStdString();
 }
 
 TEST(CompletionSummaryExtractor, EdgeCases)
@@ -51,13 +55,18 @@ TEST(CompletionSummaryExtractor, EdgeCases)
         std::optional<QString> summary;
     };
     const std::vector<Case> cases = {
-        {"noise bullet skipped", u"• All tests pass.\n\n• Ran cargo test\n  └ ok"_s, 280, u"All tests pass. • Ran cargo test"_s},
-        {"curly apostrophe is noise", u"● Fixed.\n● I’m requesting approval to push"_s, 280, u"Fixed. ● I’m requesting approval to push"_s},
+        {"noise bullet skipped", u"• All tests pass.\n\n• Ran cargo test\n  └ ok"_s, 280,
+         u"All tests pass. • Ran cargo test"_s},
+        {"curly apostrophe is noise", u"● Fixed.\n● I’m requesting approval to push"_s, 280,
+         u"Fixed. ● I’m requesting approval to push"_s},
         {"noise word without its blank", u"● Fixed.\n● RANKING done"_s, 280, u"RANKING done"_s},
         {"only rule lines", u"────────\n━━━━\n═══ ───"_s, 280, std::nullopt},
-        {"lowest input box and all below cut", u"❯ first\n• Middle.\n  ❯ second\n• below"_s, 280, u"Middle."_s},
-        {"trailing rules and tool results", u"• Shipped.\n  └ exit 0\n────\n   \n"_s, 280, u"Shipped."_s},
-        {"no bullet: after the last empty line", u"old\n\nWrapped summary\r\nsecond line"_s, 280, u"Wrapped summary second line"_s},
+        {"lowest input box and all below cut", u"❯ first\n• Middle.\n  ❯ second\n• below"_s, 280,
+         u"Middle."_s},
+        {"trailing rules and tool results", u"• Shipped.\n  └ exit 0\n────\n   \n"_s, 280,
+         u"Shipped."_s},
+        {"no bullet: after the last empty line", u"old\n\nWrapped summary\r\nsecond line"_s, 280,
+         u"Wrapped summary second line"_s},
         {"no bullet, noise at the start", u"text\n\nran the tests\nall green"_s, 280, std::nullopt},
         {"only a noisy bullet", u"• Ran tests\n  all green"_s, 280, std::nullopt},
         {"a tool result behind a bullet", u"• └ hidden"_s, 280, std::nullopt},
@@ -66,7 +75,8 @@ TEST(CompletionSummaryExtractor, EdgeCases)
         {"blanks before the ellipsis go", u"• word word word"_s, 6, u"word…"_s},
         {"limit 0 counts as 1", u"• Done."_s, 0, u"…"_s},
         {"flags are one character each", u"• 🇩🇪🇫🇷🇮🇹 ok"_s, 3, u"🇩🇪🇫🇷…"_s},
-        {"combining marks stay with their letter", u"• e\u0301e\u0301e\u0301e\u0301"_s, 3, u"e\u0301e\u0301…"_s},
+        {"combining marks stay with their letter", u"• e\u0301e\u0301e\u0301e\u0301"_s, 3,
+         u"e\u0301e\u0301…"_s},
     };
     for (const auto& c : cases)
         EXPECT_EQ(CompletionSummaryExtractor::extract(c.text, c.limit), c.summary) << c.name;
@@ -87,7 +97,8 @@ TEST(RecentOutputExtractor, KeepsTheLastWholeLines)
         QString output;
     };
     const std::vector<Case> cases = {
-        {"blank lines at both ends dropped, inner kept", u"\n  \n\ta\n\nb\n \t\n"_s, 16, 4096, u"\ta\n\nb"_s},
+        {"blank lines at both ends dropped, inner kept", u"\n  \n\ta\n\nb\n \t\n"_s, 16, 4096,
+         u"\ta\n\nb"_s},
         {"last lines", u"1\r\n2\r3\n4"_s, 2, 4096, u"3\n4"_s},
         {"line limit 0 counts as 1", u"1\n2"_s, 0, 4096, u"2"_s},
         {"cut begins on a whole line", u"first line\nsecond\nthird"_s, 16, 10, u"third"_s},
@@ -97,7 +108,8 @@ TEST(RecentOutputExtractor, KeepsTheLastWholeLines)
         {"characters, not UTF-16 units", u"x\n🇩🇪🇩🇪\n🇫🇷"_s, 16, 4, u"🇫🇷"_s},
     };
     for (const auto& c : cases)
-        EXPECT_EQ(RecentOutputExtractor::extract(c.text, c.lines, c.characters), c.output) << c.name;
+        EXPECT_EQ(RecentOutputExtractor::extract(c.text, c.lines, c.characters), c.output)
+            << c.name;
 }
 
 TEST(ScreenAgentModeProvider, DetectsTheLowestModeLine)
@@ -111,14 +123,18 @@ TEST(ScreenAgentModeProvider, DetectsTheLowestModeLine)
     const std::vector<Case> cases = {
         {"bypass", u"claude"_s, u"⏵⏵ Bypass Permissions on"_s, AgentMode::bypassPermissions},
         {"dont ask", u"codex"_s, u"Dont Ask Mode"_s, AgentMode::dontAsk},
-        {"accept edits", u"claude"_s, u"⏵⏵ accept edits on (shift+tab to cycle)"_s, AgentMode::acceptEdits},
+        {"accept edits", u"claude"_s, u"⏵⏵ accept edits on (shift+tab to cycle)"_s,
+         AgentMode::acceptEdits},
         {"plan, codex footer", u"codex"_s, u"Plan mode (shift+tab to cycle)"_s, AgentMode::plan},
         {"default", u"codex"_s, u"Default mode"_s, AgentMode::default_},
-        {"lower line wins", u"claude"_s, u"bypass permissions\nplan mode on\n\n"_s, AgentMode::plan},
-        {"table order within a line", u"claude"_s, u"plan mode on · bypass permissions"_s, AgentMode::bypassPermissions},
+        {"lower line wins", u"claude"_s, u"bypass permissions\nplan mode on\n\n"_s,
+         AgentMode::plan},
+        {"table order within a line", u"claude"_s, u"plan mode on · bypass permissions"_s,
+         AgentMode::bypassPermissions},
         {"CR line ends", u"claude"_s, u"plan mode on\rauto mode on"_s, AgentMode::auto_},
         {"pi never has a mode", u"pi"_s, u"plan mode on"_s, std::nullopt},
-        {"a mode named without its phrase", u"claude"_s, u"switch to auto mode below"_s, std::nullopt},
+        {"a mode named without its phrase", u"claude"_s, u"switch to auto mode below"_s,
+         std::nullopt},
     };
     for (const auto& c : cases)
         EXPECT_EQ(ScreenAgentModeProvider::detectMode(c.agent, c.text), c.mode) << c.name;
@@ -126,8 +142,10 @@ TEST(ScreenAgentModeProvider, DetectsTheLowestModeLine)
     // Real prompts quote modes ("switch to accept edits … (shift+tab)") without being in one.
     for (const QString& name : realScreens()) {
         const QString text = loadScreenSource(name).detection;
-        EXPECT_EQ(ScreenAgentModeProvider::detectMode(u" claude "_s, text), std::nullopt) << name.toStdString();
-        EXPECT_EQ(ScreenAgentModeProvider::detectMode(u"claude"_s, text + u"\n ⏸ plan mode on (shift+tab to cycle)\n"_s),
+        EXPECT_EQ(ScreenAgentModeProvider::detectMode(u" claude "_s, text), std::nullopt)
+            << name.toStdString();
+        EXPECT_EQ(ScreenAgentModeProvider::detectMode(
+                      u"claude"_s, text + u"\n ⏸ plan mode on (shift+tab to cycle)\n"_s),
                   AgentMode::plan)
             << name.toStdString();
     }

@@ -17,7 +17,8 @@ protected:
     void SetUp() override
     {
         ASSERT_TRUE(server.start());
-        scenario = *FakeScenario::fromJSON(*JSONValue::parse(R"({"workspaces":[{"workspace_id":"w1"}],"tabs":[{"tab_id":"w1:t1","workspace_id":"w1"}],"panes":[
+        scenario = *FakeScenario::fromJSON(*JSONValue::parse(
+            R"({"workspaces":[{"workspace_id":"w1"}],"tabs":[{"tab_id":"w1:t1","workspace_id":"w1"}],"panes":[
             {"pane_id":"w1:p1","tab_id":"w1:t1","agent":"claude","agent_status":"done"}]})"));
         FakeScreen screen;
         screen.visible = u"\x1b[1mtranscript\x1b[0m\n  ⏸ plan mode on (shift+tab to cycle)\n"_s;
@@ -30,7 +31,8 @@ protected:
     QString lastParams() const
     {
         const auto requests = server.requests();
-        return requests.empty() ? QString() : QString::fromUtf8(requests.back().params.serialized());
+        return requests.empty() ? QString()
+                                : QString::fromUtf8(requests.back().params.serialized());
     }
 
     FakeHerdrServer server;
@@ -46,9 +48,11 @@ TEST_F(ScreenTextProviderTest, EachReaderAsksHerdrForItsOwnText)
     EXPECT_EQ(runTask(summaries.completionSummary(u"w1:p1"_s)), u"All done: 3 files changed."_s);
 
     ScreenRecentOutputProvider recent(*client, 0, 3, 4096);
-    EXPECT_EQ(runTask(recent.recentOutput(u"w1:p1"_s)), RecentOutputResult(u"❯ "_s)); // one line asked for
-    EXPECT_EQ(lastParams(),
-              uR"({"format":"text","lines":1,"pane_id":"w1:p1","source":"recent_unwrapped","strip_ansi":true})"_s);
+    EXPECT_EQ(runTask(recent.recentOutput(u"w1:p1"_s)),
+              RecentOutputResult(u"❯ "_s)); // one line asked for
+    EXPECT_EQ(
+        lastParams(),
+        uR"({"format":"text","lines":1,"pane_id":"w1:p1","source":"recent_unwrapped","strip_ansi":true})"_s);
 
     ScreenAgentModeProvider modes(*client);
     EXPECT_EQ(runTask(modes.mode(u"w1:p1"_s, u"claude"_s)), AgentModeReading(AgentMode::plan));
@@ -74,8 +78,8 @@ TEST_F(ScreenTextProviderTest, FailedReads)
         return FakeReply::result(JSONValue::object({{u"type"_s, u"pane_read"_s}}));
     });
     EXPECT_EQ(runTask(recent.recentOutput(u"w1:p1"_s)),
-              RecentOutputResult(std::unexpected(RequestFailure(
-                  HerdrError::malformedResponse(u"pane.read"_s, u"read: required key is missing"_s)))));
+              RecentOutputResult(std::unexpected(RequestFailure(HerdrError::malformedResponse(
+                  u"pane.read"_s, u"read: required key is missing"_s)))));
 }
 
 TEST_F(ScreenTextProviderTest, ReadsOutliveTheirProviderAndClient)

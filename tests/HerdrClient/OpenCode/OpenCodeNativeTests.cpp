@@ -15,7 +15,8 @@ namespace {
 const QString paneID = u"w1:p3"_s;
 const QString session = u"ses_mine"_s;
 
-JSONValue permission(const QString& id, const QString& sessionID, const QString& pattern = u"git push"_s)
+JSONValue permission(const QString& id, const QString& sessionID,
+                     const QString& pattern = u"git push"_s)
 {
     return JSONValue::object({{u"id"_s, id},
                               {u"sessionID"_s, sessionID},
@@ -28,8 +29,9 @@ JSONValue userMessage(const QString& text, bool synthetic = false)
 {
     return JSONValue::object(
         {{u"info"_s, JSONValue::object({{u"role"_s, u"user"_s}})},
-         {u"parts"_s, JSONValue::array({JSONValue::object(
-                          {{u"type"_s, u"text"_s}, {u"text"_s, text}, {u"synthetic"_s, synthetic}})})}});
+         {u"parts"_s,
+          JSONValue::array({JSONValue::object(
+              {{u"type"_s, u"text"_s}, {u"text"_s, text}, {u"synthetic"_s, synthetic}})})}});
 }
 
 // One opencode server, the pane that names it, and the native pair in front of it. A test that
@@ -40,7 +42,8 @@ struct NativeFixture {
                            std::chrono::milliseconds replyDeadline = 10s)
         : client(std::make_shared<OpenCodeHTTPClient>(OpenCodeHTTPLimits{readDeadline, 64 * 1024})),
           provider(registry, client),
-          responder(provider, std::make_shared<OpenCodeHTTPClient>(OpenCodeHTTPLimits{replyDeadline, 64 * 1024}))
+          responder(provider, std::make_shared<OpenCodeHTTPClient>(
+                                  OpenCodeHTTPLimits{replyDeadline, 64 * 1024}))
     {
         EXPECT_TRUE(server.start());
         registry.replace({openCodePane(paneID, server.url(), session)});
@@ -48,9 +51,11 @@ struct NativeFixture {
 
     InteractionReadResult read() { return runTask(provider.interaction(paneID, u"opencode"_s, 7)); }
 
-    InteractionResponseOutcome respond(const PendingInteraction& seen, InteractionResponseIntent intent)
+    InteractionResponseOutcome respond(const PendingInteraction& seen,
+                                       InteractionResponseIntent intent)
     {
-        InteractionResponseRequest request{paneID, u"opencode"_s, 7, seen.fingerprint(), std::move(intent)};
+        InteractionResponseRequest request{paneID, u"opencode"_s, 7, seen.fingerprint(),
+                                           std::move(intent)};
         return runTask(responder.respond(std::move(request)));
     }
 
@@ -69,7 +74,8 @@ struct NativeFixture {
     static PendingInteraction shownOffline()
     {
         const auto request = OpenCodePermissionRequest::decode(permission(u"per_1"_s, session));
-        return OpenCodeNativeInteractionProvider::approval(*request, paneID, u"opencode"_s, 7, std::nullopt);
+        return OpenCodeNativeInteractionProvider::approval(*request, paneID, u"opencode"_s, 7,
+                                                           std::nullopt);
     }
 
     FakeOpenCodeServer server;
@@ -85,9 +91,9 @@ TEST(OpenCodeNative, PendingPermissionOfThePaneSessionBecomesANativeApproval)
 {
     NativeFixture fixture;
     // The other session's request is newer, and still not this pane's.
-    fixture.server.setPermissions(JSONValue::array({permission(u"per_old"_s, session, u"rm -rf build"_s),
-                                                    permission(u"per_new"_s, session),
-                                                    permission(u"per_other"_s, u"ses_other"_s)}));
+    fixture.server.setPermissions(JSONValue::array(
+        {permission(u"per_old"_s, session, u"rm -rf build"_s), permission(u"per_new"_s, session),
+         permission(u"per_other"_s, u"ses_other"_s)}));
     fixture.server.setMessages(session, JSONValue::array({userMessage(u"  push the branch \n"_s),
                                                           userMessage(u"continue"_s, true)}));
 
@@ -114,7 +120,8 @@ TEST(OpenCodeNative, ReadWithoutThePaneSessionsRequestIsNoPendingPermission)
     ASSERT_FALSE(read);
     ASSERT_TRUE(read.error().serverFailure());
     EXPECT_EQ(read.error().serverFailure()->reason(), u"noPendingPermission"_s);
-    EXPECT_EQ(read.error().errorDescription(), u"opencode has no permission request waiting in pane w1:p3."_s);
+    EXPECT_EQ(read.error().errorDescription(),
+              u"opencode has no permission request waiting in pane w1:p3."_s);
 }
 
 TEST(OpenCodeNative, UnreadableMessagesLeaveTheApprovalWithoutItsPrompt)
@@ -140,8 +147,10 @@ TEST(OpenCodeNative, AnswersGoBackOverHTTPAsTheChoiceMeans)
         {"approve", true, InteractionResponseIntent::approve(), R"({"reply":"once"})"},
         {"deny", true, InteractionResponseIntent::deny(), R"({"reply":"reject"})"},
         {"first choice", true, InteractionResponseIntent::selectChoice(0), R"({"reply":"once"})"},
-        {"middle choice", true, InteractionResponseIntent::selectChoice(1), R"({"reply":"always"})"},
-        {"last of three", true, InteractionResponseIntent::selectChoice(2), R"({"reply":"reject"})"},
+        {"middle choice", true, InteractionResponseIntent::selectChoice(1),
+         R"({"reply":"always"})"},
+        {"last of three", true, InteractionResponseIntent::selectChoice(2),
+         R"({"reply":"reject"})"},
         {"last of two", false, InteractionResponseIntent::selectChoice(1), R"({"reply":"reject"})"},
     };
     for (const Case& c : cases) {
@@ -193,15 +202,17 @@ TEST(OpenCodeNative, ServerWithoutTheReplyRouteGetsTheOlderOneOnce)
     // The older request is still waiting, and it is the next prompt.
     ASSERT_TRUE(outcome->settledInteraction);
     EXPECT_EQ(outcome->settledInteraction->interactionID, u"per_1"_s);
-    EXPECT_EQ(phases, (std::vector{InteractionResponsePhase::revalidating, InteractionResponsePhase::sending,
-                                   InteractionResponsePhase::settling}));
+    EXPECT_EQ(phases,
+              (std::vector{InteractionResponsePhase::revalidating,
+                           InteractionResponsePhase::sending, InteractionResponsePhase::settling}));
 }
 
 TEST(OpenCodeNative, AStaleRequestIsRefusedAndNothingIsSent)
 {
     const std::pair<const char*, JSONValue> cases[] = {
         {"replaced by another request", JSONValue::array({permission(u"per_2"_s, session)})},
-        {"same id, another command", JSONValue::array({permission(u"per_1"_s, session, u"git push -f"_s)})},
+        {"same id, another command",
+         JSONValue::array({permission(u"per_1"_s, session, u"git push -f"_s)})},
         {"answered meanwhile", JSONValue::array({permission(u"per_9"_s, u"ses_other"_s)})},
     };
     for (const auto& [name, pendingAtAnswer] : cases) {
@@ -223,13 +234,15 @@ TEST(OpenCodeNative, IntentsThatAreNoPermissionAnswerAreRefused)
 {
     NativeFixture fixture;
     const PendingInteraction seen = fixture.shown();
-    for (const auto& intent : {InteractionResponseIntent::selectChoice(3), InteractionResponseIntent::selectChoice(-1),
-                               InteractionResponseIntent::submit(), InteractionResponseIntent::cancel()}) {
+    for (const auto& intent :
+         {InteractionResponseIntent::selectChoice(3), InteractionResponseIntent::selectChoice(-1),
+          InteractionResponseIntent::submit(), InteractionResponseIntent::cancel()}) {
         SCOPED_TRACE(intent.description().toStdString());
         const auto outcome = fixture.respond(seen, intent);
         ASSERT_FALSE(outcome);
         ASSERT_TRUE(outcome.error().responderError());
-        EXPECT_EQ(outcome.error().responderError()->kind, InteractionResponderError::Kind::unsupportedIntent);
+        EXPECT_EQ(outcome.error().responderError()->kind,
+                  InteractionResponderError::Kind::unsupportedIntent);
         EXPECT_EQ(outcome.error().refusalSentence(),
                   u"That response is not supported for this interaction. Nothing was sent."_s);
     }
@@ -250,8 +263,10 @@ TEST(OpenCodeNative, BrokenServersEndInWordsWithNothingSent)
          u"opencode's server did not answer in time. Nothing was sent."_s},
         {"html", FakeHTTPReply::html(), u"invalidResponse"_s,
          u"opencode's server gave an answer that could not be read. Nothing was sent."_s},
-        {"declared huge", FakeHTTPReply::raw("HTTP/1.1 200 OK\r\nContent-Length: 4000000000\r\n\r\n["),
-         u"responseTooLarge"_s, u"opencode's server sent an answer too large to read. Nothing was sent."_s},
+        {"declared huge",
+         FakeHTTPReply::raw("HTTP/1.1 200 OK\r\nContent-Length: 4000000000\r\n\r\n["),
+         u"responseTooLarge"_s,
+         u"opencode's server sent an answer too large to read. Nothing was sent."_s},
         {"error status", FakeHTTPReply::json(JSONValue::object({}), 500), u"rejectedStatus"_s,
          u"opencode's server answered with HTTP status 500. Nothing was sent."_s},
     };
@@ -292,10 +307,12 @@ TEST(OpenCodeNative, AFailedReplySaysWhetherItMayHaveBeenTaken)
     const std::pair<FakeHTTPReply, QString> cases[] = {
         {FakeHTTPReply::json(JSONValue::object({}), 400),
          u"opencode's server answered with HTTP status 400. Nothing was sent."_s},
-        {FakeHTTPReply::silent(), u"opencode's server did not answer in time. opencode did not confirm the reply, so "
-                                  "it may have been taken. Nothing more was sent."_s},
-        {FakeHTTPReply::raw({}), u"opencode's server gave an answer that could not be read. opencode did not confirm "
-                                 "the reply, so it may have been taken. Nothing more was sent."_s},
+        {FakeHTTPReply::silent(),
+         u"opencode's server did not answer in time. opencode did not confirm the reply, so "
+         "it may have been taken. Nothing more was sent."_s},
+        {FakeHTTPReply::raw({}),
+         u"opencode's server gave an answer that could not be read. opencode did not confirm "
+         "the reply, so it may have been taken. Nothing more was sent."_s},
     };
     for (const auto& [reply, sentence] : cases) {
         SCOPED_TRACE(sentence.toStdString());
@@ -318,7 +335,8 @@ TEST(OpenCodeNative, ANonLoopbackEndpointIsNeverDialled)
     ASSERT_TRUE(server.start());
     OpenCodeHTTPClient client;
     // The fake listens on this port of loopback; another host with the same port must not reach it.
-    OpenCodePaneDescriptor remote{QUrl(u"http://192.0.2.1:%1"_s.arg(server.port())), session, std::nullopt};
+    OpenCodePaneDescriptor remote{QUrl(u"http://192.0.2.1:%1"_s.arg(server.port())), session,
+                                  std::nullopt};
     const auto permissions = runTask(client.pendingPermissions(remote));
     ASSERT_FALSE(permissions);
     EXPECT_EQ(permissions.error().reason(), u"notLoopback"_s);
@@ -338,10 +356,12 @@ TEST(OpenCodeNative, ChunkedAnswersOverIPv6AreRead)
     reply.chunked = true;
     server.setOverride("GET", "/permission", reply);
     OpenCodeHTTPClient client({10s, 64 * 1024});
-    OpenCodePaneDescriptor descriptor{QUrl(u"http://localhost:%1/"_s.arg(server.port())), session, std::nullopt};
+    OpenCodePaneDescriptor descriptor{QUrl(u"http://localhost:%1/"_s.arg(server.port())), session,
+                                      std::nullopt};
     const auto permissions = runTask(client.pendingPermissions(descriptor));
     ASSERT_TRUE(permissions) << permissions.error().errorDescription().toStdString();
     ASSERT_EQ(permissions->size(), 1u);
     EXPECT_EQ(permissions->front().id, u"per_1"_s);
-    EXPECT_EQ(server.requests().front().header("host"), "localhost:" + QByteArray::number(server.port()));
+    EXPECT_EQ(server.requests().front().header("host"),
+              "localhost:" + QByteArray::number(server.port()));
 }

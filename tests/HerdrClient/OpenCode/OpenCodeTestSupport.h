@@ -21,7 +21,8 @@ inline PaneInfo openCodePane(const QString& paneID, std::map<QString, QString> t
 
 inline PaneInfo openCodePane(const QString& paneID, const QString& url, const QString& session)
 {
-    return openCodePane(paneID, {{QStringLiteral("opencode_url"), url}, {QStringLiteral("opencode_session"), session}});
+    return openCodePane(paneID, {{QStringLiteral("opencode_url"), url},
+                                 {QStringLiteral("opencode_session"), session}});
 }
 
 inline OpenCodePaneRegistry registryOf(const std::vector<PaneInfo>& panes)

@@ -41,8 +41,8 @@ public:
                                                     InteractionPhaseCallback) override
     {
         asked.push_back(request.paneID);
-        co_return std::unexpected(
-            InteractionResponderError::staleInteraction(request.expectedFingerprint, PendingInteraction{}));
+        co_return std::unexpected(InteractionResponderError::staleInteraction(
+            request.expectedFingerprint, PendingInteraction{}));
     }
 
     std::vector<QString> asked;
@@ -70,11 +70,14 @@ TEST(RoutedInteraction, PanesThatNameALoopbackServerGoNativeAndAllOthersToTheScr
     NamedResponder screenResponder;
     RoutedInteractionResponder responder(registry, nativeResponder, screenResponder);
 
-    for (const QString& pane : {u"native"_s, u"remote"_s, u"sessionless"_s, u"claude"_s, u"unknown"_s}) {
+    for (const QString& pane :
+         {u"native"_s, u"remote"_s, u"sessionless"_s, u"claude"_s, u"unknown"_s}) {
         const auto read = runTask(provider.interaction(pane, std::nullopt, std::nullopt));
         ASSERT_TRUE(read);
-        EXPECT_EQ(read->evidence.providerID, pane == u"native"_s ? u"native"_s : u"screen"_s) << pane.toStdString();
-        runTask(responder.respond(InteractionResponseRequest{pane, {}, {}, {}, InteractionResponseIntent::approve()}));
+        EXPECT_EQ(read->evidence.providerID, pane == u"native"_s ? u"native"_s : u"screen"_s)
+            << pane.toStdString();
+        runTask(responder.respond(
+            InteractionResponseRequest{pane, {}, {}, {}, InteractionResponseIntent::approve()}));
     }
     EXPECT_EQ(native.asked, std::vector<QString>{u"native"_s});
     EXPECT_EQ(nativeResponder.asked, std::vector<QString>{u"native"_s});

@@ -30,7 +30,8 @@ protected:
     void SetUp() override
     {
         ASSERT_TRUE(server.start());
-        scenario = *FakeScenario::fromJSON(*JSONValue::parse(R"({"workspaces":[{"workspace_id":"w1"}],"tabs":[{"tab_id":"w1:t1","workspace_id":"w1"}],"panes":[
+        scenario = *FakeScenario::fromJSON(*JSONValue::parse(
+            R"({"workspaces":[{"workspace_id":"w1"}],"tabs":[{"tab_id":"w1:t1","workspace_id":"w1"}],"panes":[
             {"pane_id":"w1:p1","tab_id":"w1:t1","agent":"claude","agent_status":"working"},
             {"pane_id":"w1:p2","tab_id":"w1:t1","agent":"pi","agent_status":"blocked"},
             {"pane_id":"w1:p3","tab_id":"w1:t1","agent":"codex","agent_status":"idle"}]})"));
@@ -44,7 +45,8 @@ protected:
         std::vector<QString> lines;
         const auto requests = server.requests();
         for (std::size_t i = skip; i < requests.size(); ++i)
-            lines.push_back(requests[i].method + u' ' + QString::fromUtf8(requests[i].params.serialized()));
+            lines.push_back(requests[i].method + u' '
+                            + QString::fromUtf8(requests[i].params.serialized()));
         return lines;
     }
 
@@ -58,8 +60,9 @@ protected:
 TEST_F(ActionsTest, InterruptSendsOneEscapeOnlyToAWorkingPane)
 {
     EXPECT_TRUE(runTask(actions().interrupt(u"w1:p1"_s)).has_value());
-    EXPECT_EQ(sent(), (std::vector<QString>{uR"(pane.get {"pane_id":"w1:p1"})"_s,
-                                            uR"(pane.send_keys {"keys":["esc"],"pane_id":"w1:p1"})"_s}));
+    EXPECT_EQ(sent(),
+              (std::vector<QString>{uR"(pane.get {"pane_id":"w1:p1"})"_s,
+                                    uR"(pane.send_keys {"keys":["esc"],"pane_id":"w1:p1"})"_s}));
 
     server.clearRequests();
     const auto idle = runTask(actions().interrupt(u"w1:p3"_s));
@@ -78,14 +81,16 @@ TEST_F(ActionsTest, MessagesGoOnlyToPanesWithoutAPromptOfTheirOwn)
 {
     const auto blocked = runTask(actions().sendMessage(u"w1:p2"_s, u"hello"_s));
     ASSERT_FALSE(blocked);
-    EXPECT_EQ(blocked.error().errorDescription(),
-              u"The orchestrator is showing its own prompt. Answer it or Jump first. Nothing was sent."_s);
+    EXPECT_EQ(
+        blocked.error().errorDescription(),
+        u"The orchestrator is showing its own prompt. Answer it or Jump first. Nothing was sent."_s);
     EXPECT_EQ(sent().size(), 1u);
 
     EXPECT_TRUE(runTask(actions().sendMessage(u"w1:p3"_s, u"go on"_s)).has_value());
-    EXPECT_EQ(sent(1), (std::vector<QString>{uR"(pane.get {"pane_id":"w1:p3"})"_s,
-                                             uR"(pane.send_text {"pane_id":"w1:p3","text":"go on"})"_s,
-                                             uR"(pane.send_keys {"keys":["enter"],"pane_id":"w1:p3"})"_s}));
+    EXPECT_EQ(sent(1),
+              (std::vector<QString>{uR"(pane.get {"pane_id":"w1:p3"})"_s,
+                                    uR"(pane.send_text {"pane_id":"w1:p3","text":"go on"})"_s,
+                                    uR"(pane.send_keys {"keys":["enter"],"pane_id":"w1:p3"})"_s}));
 }
 
 TEST_F(ActionsTest, JumpFocusesTwiceAroundTheTerminal)
@@ -98,7 +103,8 @@ TEST_F(ActionsTest, JumpFocusesTwiceAroundTheTerminal)
     const QString workspace = uR"(workspace.focus {"workspace_id":"w1"})"_s;
     const QString tab = uR"(tab.focus {"tab_id":"w1:t1"})"_s;
     const QString focus = uR"(pane.focus {"pane_id":"w1:p3"})"_s;
-    EXPECT_EQ(sent(), (std::vector{uR"(pane.get {"pane_id":"w1:p3"})"_s, workspace, tab, focus, workspace, tab, focus}));
+    EXPECT_EQ(sent(), (std::vector{uR"(pane.get {"pane_id":"w1:p3"})"_s, workspace, tab, focus,
+                                   workspace, tab, focus}));
 
     // Both ids given: no look-up.
     server.clearRequests();

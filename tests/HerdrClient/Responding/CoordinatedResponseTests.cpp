@@ -10,7 +10,8 @@ using namespace Qt::StringLiterals;
 namespace {
 
 const QString p1 = u"w1:p1"_s;
-const QString staleMessage = u"This interaction changed before the response was sent. Nothing was sent."_s;
+const QString staleMessage =
+    u"This interaction changed before the response was sent. Nothing was sent."_s;
 
 QCoro::Task<ActionSendResult> sendSucceeds()
 {
@@ -29,8 +30,8 @@ InteractionResponseOutcome success(std::optional<PendingInteraction> settled)
 
 InteractionResponseOutcome stale(const PendingInteraction& actual)
 {
-    return std::unexpected(InteractionResponseFailure(
-        InteractionResponderError::staleInteraction(prompt(p1, u"Run tests?"_s).fingerprint(), actual)));
+    return std::unexpected(InteractionResponseFailure(InteractionResponderError::staleInteraction(
+        prompt(p1, u"Run tests?"_s).fingerprint(), actual)));
 }
 
 TEST(CoordinatedResponseTest, SecondClickWhileAResponseIsUnderWayIsRefusedSilently)
@@ -58,8 +59,9 @@ TEST(CoordinatedResponseTest, RequestCarriesWhatThePersonSaw)
     h.cycle({blockedPane(p1, 12)}, {p1});
     EXPECT_TRUE(runTask(h.coordinator->respond(p1, InteractionResponseIntent::selectChoice(1))));
     EXPECT_EQ(h.responder.requests,
-              (std::vector{InteractionResponseRequest{p1, u"claude"_s, 12, prompt(p1, u"Run tests?"_s).fingerprint(),
-                                                      InteractionResponseIntent::selectChoice(1)}}));
+              (std::vector{InteractionResponseRequest{
+                  p1, u"claude"_s, 12, prompt(p1, u"Run tests?"_s).fingerprint(),
+                  InteractionResponseIntent::selectChoice(1)}}));
 }
 
 // Whatever the outcome, a response that ends after the pane left and came back touches nothing
@@ -69,7 +71,8 @@ TEST(CoordinatedResponseTest, ResponseFinishingUnderANewGenerationChangesNothing
     const std::pair<const char*, InteractionResponseOutcome> outcomes[] = {
         {"success with a settled prompt", success(prompt(p1, u"Settled"_s))},
         {"stale", stale(prompt(p1, u"Elsewhere"_s))},
-        {"refused", std::unexpected(InteractionResponseFailure(InteractionPlanningError::missingCursor))},
+        {"refused",
+         std::unexpected(InteractionResponseFailure(InteractionPlanningError::missingCursor))},
     };
     for (const auto& [name, outcome] : outcomes) {
         SCOPED_TRACE(name);
@@ -135,16 +138,21 @@ TEST(CoordinatedResponseTest, StaleResponseShowsTheFreshPromptAndKeepsTheMessage
 // A refused answer and a failed manual action both keep the prompt and the draft and say why.
 TEST(CoordinatedResponseTest, FailuresLeaveThePromptAndDraftAndSayWhy)
 {
-    const auto respond = [](InteractionCoordinator& c) { return c.respond(p1, InteractionResponseIntent::approve()); };
+    const auto respond = [](InteractionCoordinator& c) {
+        return c.respond(p1, InteractionResponseIntent::approve());
+    };
     // An opencode request answered meanwhile is stale with nothing in its place to show.
     InteractionResponderError answeredMeanwhile;
     answeredMeanwhile.expected = prompt(p1, u"Run tests?"_s).fingerprint();
-    const std::tuple<std::function<QCoro::Task<bool>(InteractionCoordinator&)>, InteractionResponseFailure, QString>
+    const std::tuple<std::function<QCoro::Task<bool>(InteractionCoordinator&)>,
+                     InteractionResponseFailure, QString>
         cases[] = {
             {respond, InteractionPlanningError::terminalDraft,
              u"There's a draft in the terminal; answer there or clear it. Nothing was sent."_s},
             {respond, answeredMeanwhile, staleMessage},
-            {[](InteractionCoordinator& c) { return c.performManualAction(p1, [] { return sendFails(); }); },
+            {[](InteractionCoordinator& c) {
+                 return c.performManualAction(p1, [] { return sendFails(); });
+             },
              InteractionPlanningError::terminalDraft,
              u"Couldn't confirm that pane w1:p1 is still working. Nothing was sent."_s},
         };
@@ -177,7 +185,8 @@ TEST(CoordinatedResponseTest, OnlyAPreviewKeepsTheDraft)
     }
 }
 
-TEST(CoordinatedResponseTest, ManualActionOnAPaneThatIsNotBlockedUsesGenerationZeroAndLeavesNoRecord)
+TEST(CoordinatedResponseTest,
+     ManualActionOnAPaneThatIsNotBlockedUsesGenerationZeroAndLeavesNoRecord)
 {
     CoordinatorHarness h;
     h.cycle({workingPane(p1)});
@@ -199,7 +208,8 @@ TEST(CoordinatedResponseTest, ManualActionOnAPaneThatIsNotBlockedUsesGenerationZ
     h.cycle({blockedPane(p1)}, {p1});
     EXPECT_EQ(h.state(p1).blockedSequence, 1u);
 
-    EXPECT_FALSE(runTask(h.coordinator->performManualAction(u"w1:p9"_s, [] { return sendSucceeds(); })));
+    EXPECT_FALSE(
+        runTask(h.coordinator->performManualAction(u"w1:p9"_s, [] { return sendSucceeds(); })));
 }
 
 TEST(CoordinatedResponseTest, ManualActionWithNothingOnShowSettlesOnTheSecondIdenticalRead)

@@ -19,8 +19,9 @@ PendingInteraction prompt(const QString& paneID, const QString& title)
     interaction.paneID = paneID;
     interaction.kind = InteractionKind::approval;
     interaction.title = title;
-    interaction.choices = {{InteractionChoiceKind::option, u"Yes"_s, std::nullopt, {}, std::nullopt},
-                           {InteractionChoiceKind::option, u"No"_s, std::nullopt, {}, std::nullopt}};
+    interaction.choices = {
+        {InteractionChoiceKind::option, u"Yes"_s, std::nullopt, {}, std::nullopt},
+        {InteractionChoiceKind::option, u"No"_s, std::nullopt, {}, std::nullopt}};
     interaction.presentation.mechanism = InteractionMechanism::numberedShortcut;
     interaction.evidence.agentID = u"claude"_s;
     return interaction;
@@ -51,7 +52,8 @@ QCoro::Task<InteractionReadResult> FakeReader::interaction(QString paneID, std::
         co_return std::move(*scripted);
     const auto screen = screens.find(paneID);
     if (screen == screens.end())
-        co_return std::unexpected(InteractionReadFailure(InteractionProviderError::unreadablePane(paneID)));
+        co_return std::unexpected(
+            InteractionReadFailure(InteractionProviderError::unreadablePane(paneID)));
     // QCoro's co_return moves from an lvalue: hand it a copy, so the screen stays as it is.
     PendingInteraction shown = screen->second;
     co_return shown;
@@ -81,7 +83,8 @@ QCoro::Task<InteractionResponseOutcome> FakeResponder::respond(InteractionRespon
 
 CoordinatorHarness::CoordinatorHarness(InteractionCoordinator::Settings settings)
 {
-    Clock instant{[this] { return clock.now(); }, [this](Seconds) {
+    Clock instant{[this] { return clock.now(); },
+                  [this](Seconds) {
                       ++sleeps;
                       return finishAtOnce();
                   }};
@@ -92,7 +95,8 @@ InteractionReconcileResult CoordinatorHarness::cycle(std::vector<InteractionPane
                                                      std::vector<QString> newlyBlocked, bool counts,
                                                      bool preserveSelection)
 {
-    return runTask(coordinator->reconcile(std::move(panes), std::move(newlyBlocked), preserveSelection, counts));
+    return runTask(coordinator->reconcile(std::move(panes), std::move(newlyBlocked),
+                                          preserveSelection, counts));
 }
 
 void CoordinatorHarness::showPrompt(const QString& paneID, const PendingInteraction& screen)

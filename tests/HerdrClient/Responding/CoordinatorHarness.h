@@ -9,7 +9,8 @@
 
 // A prompt on pane `paneID` whose identity is its title.
 PendingInteraction prompt(const QString& paneID, const QString& title);
-InteractionPaneSnapshot blockedPane(const QString& paneID, std::optional<quint64> revision = std::nullopt);
+InteractionPaneSnapshot blockedPane(const QString& paneID,
+                                    std::optional<quint64> revision = std::nullopt);
 InteractionPaneSnapshot workingPane(const QString& paneID);
 
 // A screen reader. A read takes the next entry of `script` when there is one, as the call

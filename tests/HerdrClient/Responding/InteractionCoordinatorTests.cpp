@@ -88,7 +88,8 @@ TEST(InteractionCoordinatorTest, RevisionChangeReadsEvenOnACycleThatDoesNotCount
     EXPECT_EQ(h.state(p1).lastRevision, 8u);
 }
 
-TEST(InteractionCoordinatorTest, SelectedPaneIsReadOnEveryCountedCycleAndAnIdenticalReadChangesNothing)
+TEST(InteractionCoordinatorTest,
+     SelectedPaneIsReadOnEveryCountedCycleAndAnIdenticalReadChangesNothing)
 {
     CoordinatorHarness h({4, true, 8, {}});
     h.reader.screens[p1] = prompt(p1, u"Run tests?"_s);
@@ -99,7 +100,8 @@ TEST(InteractionCoordinatorTest, SelectedPaneIsReadOnEveryCountedCycleAndAnIdent
     const PaneInteractionState before = h.state(p1);
     h.clock.advance(Seconds(5));
     int changes = 0;
-    QObject::connect(h.coordinator.get(), &InteractionCoordinator::stateChanged, [&] { ++changes; });
+    QObject::connect(h.coordinator.get(), &InteractionCoordinator::stateChanged,
+                     [&] { ++changes; });
 
     h.reader.readPanes.clear();
     h.cycle({blockedPane(p1, 7)});

@@ -90,7 +90,8 @@ TEST(InteractionDraftStoreTest, ChangedPromptLeavesTheOldDraftStaleAndStartsANew
     EXPECT_EQ(store.draft(second)->state, InteractionDraftState::attached);
 
     EXPECT_FALSE(store.confirmReuse(first)); // not the prompt on show
-    EXPECT_FALSE(store.setText(u"mysql"_s, first)); // showing it again makes the second stale, not it fresh
+    EXPECT_FALSE(
+        store.setText(u"mysql"_s, first)); // showing it again makes the second stale, not it fresh
     EXPECT_TRUE(store.confirmReuse(first));
     EXPECT_TRUE(store.setText(u"mysql"_s, first));
 
@@ -120,16 +121,21 @@ TEST(InteractionDraftStoreTest, DraftFileThatFailsAnyCheckIsIgnoredAsAWhole)
 {
     const QString fingerprint = prompt(p1, u"Q"_s).fingerprint().rawValue;
     const auto entry = [&](const QString& pane, const QString& print, const QString& state) {
-        return u"{\"paneID\":\"%1\",\"fingerprint\":\"%2\",\"text\":\"t\",\"state\":\"%3\"}"_s.arg(pane, print, state);
+        return u"{\"paneID\":\"%1\",\"fingerprint\":\"%2\",\"text\":\"t\",\"state\":\"%3\"}"_s.arg(
+            pane, print, state);
     };
     const QString good = entry(p1, fingerprint, u"attached"_s);
     const std::pair<const char*, QByteArray> files[] = {
         {"not JSON", "{\"version\":1,\"drafts\":["},
         {"unknown version", u"{\"version\":2,\"drafts\":[%1]}"_s.arg(good).toUtf8()},
         {"no list", "{\"version\":1,\"drafts\":{}}"},
-        {"short fingerprint", u"{\"version\":1,\"drafts\":[%1,%2]}"_s.arg(good, entry(u"w1:p2"_s, u"abc"_s, u"attached"_s)).toUtf8()},
-        {"unknown state", u"{\"version\":1,\"drafts\":[%1]}"_s.arg(entry(p1, fingerprint, u"fresh"_s)).toUtf8()},
-        {"empty pane", u"{\"version\":1,\"drafts\":[%1]}"_s.arg(entry(u""_s, fingerprint, u"stale"_s)).toUtf8()},
+        {"short fingerprint", u"{\"version\":1,\"drafts\":[%1,%2]}"_s
+                                  .arg(good, entry(u"w1:p2"_s, u"abc"_s, u"attached"_s))
+                                  .toUtf8()},
+        {"unknown state",
+         u"{\"version\":1,\"drafts\":[%1]}"_s.arg(entry(p1, fingerprint, u"fresh"_s)).toUtf8()},
+        {"empty pane",
+         u"{\"version\":1,\"drafts\":[%1]}"_s.arg(entry(u""_s, fingerprint, u"stale"_s)).toUtf8()},
         {"duplicate key", u"{\"version\":1,\"drafts\":[%1,%1]}"_s.arg(good).toUtf8()},
         {"too large", QByteArray(InteractionDraftStore::maximumFileBytes + 1, ' ')},
     };

@@ -18,7 +18,8 @@ using C = InteractionCapability;
 
 const QString keysMethod = u"pane.send_keys"_s;
 
-const InteractionReadResult unreadable = std::unexpected(InteractionProviderError::unreadablePane(u"w1:p1"_s));
+const InteractionReadResult unreadable =
+    std::unexpected(InteractionProviderError::unreadablePane(u"w1:p1"_s));
 
 // The same prompt after the agent moved on: another question, so another fingerprint.
 PendingInteraction working()
@@ -36,12 +37,13 @@ protected:
         provider.readings.assign(readings.begin(), readings.end());
     }
 
-    InteractionResponseOutcome respond(const PendingInteraction& shown, Intent intent, int attempts = 8)
+    InteractionResponseOutcome respond(const PendingInteraction& shown, Intent intent,
+                                       int attempts = 8)
     {
         InteractionResponder responder(provider, Actions(*herdr.client), sleeper.clock(),
                                        {attempts, InteractionResponder::standardSettleDelay});
-        const InteractionResponseRequest request{shown.paneID, shown.evidence.agentID, 7, shown.fingerprint(),
-                                                 std::move(intent)};
+        const InteractionResponseRequest request{shown.paneID, shown.evidence.agentID, 7,
+                                                 shown.fingerprint(), std::move(intent)};
         return runTask(responder.respond(request, phases.callback()));
     }
 
@@ -62,7 +64,8 @@ TEST_F(ResponderTest, SendsThePlanThenWatchesTheNextPromptSettle)
     EXPECT_EQ(herdr.sends(), (Sends{{keysMethod, keysParams({u"1"_s, u"enter"_s})}}));
     EXPECT_EQ(outcome->validatedInteraction, approval);
     EXPECT_EQ(outcome->settledInteraction, working());
-    EXPECT_EQ(outcome->sentOperations, (std::vector{InteractionResponseOperation::sendKeys({u"1"_s, u"enter"_s})}));
+    EXPECT_EQ(outcome->sentOperations,
+              (std::vector{InteractionResponseOperation::sendKeys({u"1"_s, u"enter"_s})}));
     EXPECT_EQ(phases.phases, (std::vector{Phase::revalidating, Phase::sending, Phase::settling}));
     // Two reads after the send are enough; every read waits 160 ms first.
     EXPECT_EQ(provider.reads, 3);
@@ -80,8 +83,14 @@ TEST_F(ResponderTest, SettlesOnlyOnTwoEqualReadsThatDifferFromTheAnswer)
         int reads;
     };
     const Case cases[] = {
-        {"unchanged prompt", {approval, approval, approval, approval, approval, approval, approval, approval}, {}, 8},
-        {"keeps changing", {working(), other, working(), other, working(), other, working(), other}, {}, 8},
+        {"unchanged prompt",
+         {approval, approval, approval, approval, approval, approval, approval, approval},
+         {},
+         8},
+        {"keeps changing",
+         {working(), other, working(), other, working(), other, working(), other},
+         {},
+         8},
         {"changes once, then holds", {working(), other, other}, other, 3},
         {"a failed read ends the watch", {working(), unreadable}, {}, 2},
     };
@@ -99,7 +108,8 @@ TEST_F(ResponderTest, SettlesOnlyOnTwoEqualReadsThatDifferFromTheAnswer)
 
 TEST_F(ResponderTest, RefusesBeforeSendingAnything)
 {
-    const auto question = prompt(K::question, M::numberedShortcut, {C::selectOne, C::deny, C::enterText});
+    const auto question =
+        prompt(K::question, M::numberedShortcut, {C::selectOne, C::deny, C::enterText});
     const auto changed = with(approval, [](auto& p) { p.title = u"Delete the database?"_s; });
     struct Case {
         const char* name;
@@ -111,14 +121,18 @@ TEST_F(ResponderTest, RefusesBeforeSendingAnything)
     };
     const Case cases[] = {
         {"prompt changed since it was shown", approval, changed, Intent::approve(),
-         u"This interaction changed before the response was sent. Nothing was sent."_s, u"staleInteraction"_s},
+         u"This interaction changed before the response was sent. Nothing was sent."_s,
+         u"staleInteraction"_s},
         {"approve on a question", question, question, Intent::approve(),
-         u"That response is not supported for this interaction. Nothing was sent."_s, u"unsupportedIntent"_s},
+         u"That response is not supported for this interaction. Nothing was sent."_s,
+         u"unsupportedIntent"_s},
         {"anything on an unknown screen", working(), working(), Intent::cancel(),
-         u"That response is not supported for this interaction. Nothing was sent."_s, u"unsupportedIntent"_s},
+         u"That response is not supported for this interaction. Nothing was sent."_s,
+         u"unsupportedIntent"_s},
         {"choice out of range", approval, approval, Intent::selectChoice(3),
          u"The prompt has no such choice. Nothing was sent."_s, u"invalidChoice"_s},
-        {"text with a newline that would press Enter", question, question, Intent::enterText(u"yes\nrm -rf /"_s),
+        {"text with a newline that would press Enter", question, question,
+         Intent::enterText(u"yes\nrm -rf /"_s),
          u"The text holds control characters, which the terminal would take as keys. Nothing was sent."_s,
          u"controlCharactersInText"_s},
         {"text with an escape", question, question, Intent::enterText(u"\x1b[Z"_s),
@@ -156,7 +170,8 @@ TEST_F(ResponderTest, AHerdrThatRejectsAKeyEndsTheAnswerThere)
     const auto outcome = respond(ten, Intent::submitChoiceText(9, u"hi"_s));
     ASSERT_FALSE(outcome);
     ASSERT_TRUE(outcome.error().sendFailure() && outcome.error().sendFailure()->isKeysRejected());
-    EXPECT_EQ(outcome.error().refusalSentence(), u"herdr rejected the keys: unsupported key 10. Nothing was sent."_s);
+    EXPECT_EQ(outcome.error().refusalSentence(),
+              u"herdr rejected the keys: unsupported key 10. Nothing was sent."_s);
     EXPECT_EQ(herdr.sends(), (Sends{{keysMethod, keysParams({u"10"_s})}}));
     EXPECT_EQ(provider.reads, 1);
 }
@@ -175,8 +190,9 @@ TEST_F(ResponderTest, KeepsWhatWentOutWhenALaterSendFails)
     ASSERT_FALSE(outcome);
     EXPECT_EQ(outcome.error().sentOperations,
               (std::vector{InteractionResponseOperation::sendKeys({u"down"_s, u"down"_s})}));
-    EXPECT_EQ(outcome.error().refusalSentence(),
-              u"herdr refused the request (pane_not_found): pane w1:p1 not found. Nothing more was sent."_s);
+    EXPECT_EQ(
+        outcome.error().refusalSentence(),
+        u"herdr refused the request (pane_not_found): pane w1:p1 not found. Nothing more was sent."_s);
     EXPECT_EQ(herdr.methods(), (std::vector{keysMethod, u"pane.send_text"_s}));
 }
 
@@ -190,8 +206,9 @@ TEST_F(ResponderTest, AnEmptyPlanCallsNoHerdrAndAnEmptyMoveStillSettles)
     EXPECT_EQ(phases.phases, (std::vector{Phase::revalidating, Phase::sending}));
     EXPECT_EQ(provider.reads, 1);
 
-    const auto wizard = withSteps(prompt(K::question, M::arrowNavigate, {C::selectOne, C::navigateSteps}),
-                                  {u"A"_s, u"Submit"_s}, 0);
+    const auto wizard =
+        withSteps(prompt(K::question, M::arrowNavigate, {C::selectOne, C::navigateSteps}),
+                  {u"A"_s, u"Submit"_s}, 0);
     phases.phases.clear();
     script({wizard});
     const auto stay = respond(wizard, Intent::navigateToStep(0));
@@ -201,13 +218,15 @@ TEST_F(ResponderTest, AnEmptyPlanCallsNoHerdrAndAnEmptyMoveStillSettles)
 }
 
 const PendingInteraction checklist =
-    withSteps(prompt(K::question, M::multiSelect, {C::selectMany, C::navigateSteps}), {u"Tools"_s, u"Submit"_s}, 0);
+    withSteps(prompt(K::question, M::multiSelect, {C::selectMany, C::navigateSteps}),
+              {u"Tools"_s, u"Submit"_s}, 0);
 
 TEST_F(ResponderTest, TicksABoxOnlyAfterTheCursorIsSeenOnItTwice)
 {
     struct Case {
         const char* name;
-        std::vector<std::optional<qint64>> cursors; // the reads after the movement; nullopt: a failed read
+        std::vector<std::optional<qint64>>
+            cursors; // the reads after the movement; nullopt: a failed read
         int attempts;
         bool ticked;
         int reads;
@@ -258,7 +277,8 @@ TEST_F(ResponderTest, ATickNeedsNoWaitWhenTheCursorIsAlreadyThereAndNoneWhenTheB
     script({ticked});
     const auto outcome = respond(ticked, Intent::setChoice(2, true));
     ASSERT_FALSE(outcome);
-    EXPECT_EQ(outcome.error().errorDescription(), u"That response is not supported for this interaction."_s);
+    EXPECT_EQ(outcome.error().errorDescription(),
+              u"That response is not supported for this interaction."_s);
     EXPECT_EQ(outcome.error().responderError()->interactionKind, K::question);
     EXPECT_TRUE(herdr.sends().empty());
 }
@@ -294,12 +314,19 @@ TEST_F(ResponderTest, SubmitsAMultiSelectOnlyOnAStableConfirmationPage)
     };
     const Case cases[] = {
         {"stable page", {confirmationPage(), confirmationPage()}, true},
-        {"page after the tabs still move", {checklist, confirmationPage(), confirmationPage()}, true},
+        {"page after the tabs still move",
+         {checklist, confirmationPage(), confirmationPage()},
+         true},
         {"flickers between two pages",
-         {confirmationPage(), confirmationPage(u"Other"_s), confirmationPage(), confirmationPage(u"Other"_s)}, false},
-        {"cursor off the submit row", {cursorOnCancel, cursorOnCancel, cursorOnCancel, cursorOnCancel}, false},
-        {"a failed read between", {confirmationPage(), unreadable,
-                                   confirmationPage(), unreadable}, false},
+         {confirmationPage(), confirmationPage(u"Other"_s), confirmationPage(),
+          confirmationPage(u"Other"_s)},
+         false},
+        {"cursor off the submit row",
+         {cursorOnCancel, cursorOnCancel, cursorOnCancel, cursorOnCancel},
+         false},
+        {"a failed read between",
+         {confirmationPage(), unreadable, confirmationPage(), unreadable},
+         false},
     };
     for (const auto& c : cases) {
         herdr.server.clearRequests();
@@ -324,16 +351,20 @@ TEST_F(ResponderTest, SubmitsAMultiSelectOnlyOnAStableConfirmationPage)
 TEST(InteractionResponderKinds, AllowOnlyWhatEachKindCanTake)
 {
     using I = Intent::Kind;
-    const std::vector<I> all{I::previewChoice, I::selectChoice, I::setChoice, I::enterText, I::submitText,
-                             I::submitChoiceText, I::navigateToStep, I::beginTextEntry, I::clearTextEntry,
-                             I::navigatePrevious, I::navigateNext, I::submit, I::approve, I::deny, I::cancel};
+    const std::vector<I> all{I::previewChoice,    I::selectChoice,   I::setChoice,
+                             I::enterText,        I::submitText,     I::submitChoiceText,
+                             I::navigateToStep,   I::beginTextEntry, I::clearTextEntry,
+                             I::navigatePrevious, I::navigateNext,   I::submit,
+                             I::approve,          I::deny,           I::cancel};
     const std::map<K, std::set<I>> allowed{
         {K::approval, {I::selectChoice, I::approve, I::deny}},
-        {K::question, {I::previewChoice, I::selectChoice, I::setChoice, I::enterText, I::submitText,
-                       I::submitChoiceText, I::navigateToStep, I::beginTextEntry, I::clearTextEntry,
-                       I::navigatePrevious, I::navigateNext, I::submit, I::cancel}},
+        {K::question,
+         {I::previewChoice, I::selectChoice, I::setChoice, I::enterText, I::submitText,
+          I::submitChoiceText, I::navigateToStep, I::beginTextEntry, I::clearTextEntry,
+          I::navigatePrevious, I::navigateNext, I::submit, I::cancel}},
         {K::reviewSubmit,
-         {I::selectChoice, I::navigateToStep, I::navigatePrevious, I::navigateNext, I::submit, I::cancel}},
+         {I::selectChoice, I::navigateToStep, I::navigatePrevious, I::navigateNext, I::submit,
+          I::cancel}},
         {K::freeText, {}},
         {K::unknown, {}},
     };

@@ -16,7 +16,10 @@ using M = InteractionMechanism;
 using K = InteractionKind;
 using C = InteractionCapability;
 
-InteractionResponsePlan keys(std::vector<QString> list) { return {{Op::sendKeys(std::move(list))}}; }
+InteractionResponsePlan keys(std::vector<QString> list)
+{
+    return {{Op::sendKeys(std::move(list))}};
+}
 
 struct Case {
     const char* name;
@@ -82,8 +85,9 @@ TEST(InteractionResponsePlanner, ChoosesByMechanism)
 {
     check({
         {"numbered third", numbered, Intent::selectChoice(2), keys({u"3"_s, u"enter"_s})},
-        {"numbered tenth is spelled as one key", prompt(K::question, M::numberedShortcut, {C::selectOne}, 10),
-         Intent::selectChoice(9), keys({u"10"_s, u"enter"_s})},
+        {"numbered tenth is spelled as one key",
+         prompt(K::question, M::numberedShortcut, {C::selectOne}, 10), Intent::selectChoice(9),
+         keys({u"10"_s, u"enter"_s})},
         {"numbered past the end", numbered, Intent::selectChoice(3), Error::invalidChoice},
         {"negative index", numbered, Intent::selectChoice(-1), Error::invalidChoice},
         {"range is tested before the mechanism", prompt(K::question, M::ambiguous, {C::selectOne}),
@@ -91,29 +95,35 @@ TEST(InteractionResponsePlanner, ChoosesByMechanism)
         {"no selectOne", prompt(K::question, M::numberedShortcut, {}), Intent::selectChoice(0),
          Error::unsupportedIntent},
         {"explicit shortcut, no enter behind it",
-         withShortcuts(prompt(K::approval, M::explicitShortcut, {C::selectOne}), {{u"y"_s}, {u"n"_s}, {}}),
+         withShortcuts(prompt(K::approval, M::explicitShortcut, {C::selectOne}),
+                       {{u"y"_s}, {u"n"_s}, {}}),
          Intent::selectChoice(1), keys({u"n"_s})},
         {"explicit shortcut missing",
-         withShortcuts(prompt(K::approval, M::explicitShortcut, {C::selectOne}), {{u"y"_s}, {u"n"_s}, {}}),
+         withShortcuts(prompt(K::approval, M::explicitShortcut, {C::selectOne}),
+                       {{u"y"_s}, {u"n"_s}, {}}),
          Intent::selectChoice(2), Error::ambiguousMechanism},
         {"arrows up three", withCursor(prompt(K::question, M::arrowNavigate, {C::selectOne}, 4), 3),
          Intent::selectChoice(0), keys({u"up"_s, u"up"_s, u"up"_s, u"enter"_s})},
-        {"arrows down two", arrows, Intent::selectChoice(2), keys({u"down"_s, u"down"_s, u"enter"_s})},
+        {"arrows down two", arrows, Intent::selectChoice(2),
+         keys({u"down"_s, u"down"_s, u"enter"_s})},
         {"arrows on target", withCursor(arrows, 1), Intent::selectChoice(1), keys({u"enter"_s})},
-        {"arrows without cursor", withCursor(arrows, std::nullopt), Intent::selectChoice(1), Error::missingCursor},
+        {"arrows without cursor", withCursor(arrows, std::nullopt), Intent::selectChoice(1),
+         Error::missingCursor},
         {"multi-select moves then enter", withCursor(multi, 2), Intent::selectChoice(0),
          keys({u"up"_s, u"up"_s, u"enter"_s})},
         {"ambiguous", prompt(K::question, M::ambiguous, {C::selectOne}), Intent::selectChoice(0),
          Error::ambiguousMechanism},
-        {"manual", prompt(K::question, M::manual, {C::selectOne}), Intent::selectChoice(0), Error::unsupportedIntent},
-        {"text field", withTextRow(prompt(K::question, M::textEntry, {C::selectOne})), Intent::selectChoice(0),
+        {"manual", prompt(K::question, M::manual, {C::selectOne}), Intent::selectChoice(0),
          Error::unsupportedIntent},
+        {"text field", withTextRow(prompt(K::question, M::textEntry, {C::selectOne})),
+         Intent::selectChoice(0), Error::unsupportedIntent},
     });
 }
 
 TEST(InteractionResponsePlanner, PreviewsOnlyWhereTheCursorDrawsAPreview)
 {
-    const auto previewing = with(arrows, [](auto& p) { p.presentation.selectedChoicePreview = u"code"_s; });
+    const auto previewing =
+        with(arrows, [](auto& p) { p.presentation.selectedChoicePreview = u"code"_s; });
     check({
         {"preview below", previewing, Intent::previewChoice(2), keys({u"down"_s, u"down"_s})},
         {"preview under the cursor is nothing to do", previewing, Intent::previewChoice(0),
@@ -121,8 +131,8 @@ TEST(InteractionResponsePlanner, PreviewsOnlyWhereTheCursorDrawsAPreview)
         {"no preview drawn", arrows, Intent::previewChoice(1), Error::unsupportedIntent},
         {"out of range", previewing, Intent::previewChoice(3), Error::unsupportedIntent},
         {"numbered has no cursor to move",
-         with(numbered, [](auto& p) { p.presentation.selectedChoicePreview = u"code"_s; }), Intent::previewChoice(1),
-         Error::unsupportedIntent},
+         with(numbered, [](auto& p) { p.presentation.selectedChoicePreview = u"code"_s; }),
+         Intent::previewChoice(1), Error::unsupportedIntent},
     });
 }
 
@@ -132,15 +142,17 @@ TEST(InteractionResponsePlanner, TicksBoxesWithEnterOnlyInMultiSelects)
         {"tick below", multi, Intent::setChoice(2, true), keys({u"down"_s, u"down"_s, u"enter"_s})},
         {"untick under cursor", withCursor(withChecked(multi, {2}), 2), Intent::setChoice(2, false),
          keys({u"enter"_s})},
-        {"already ticked", withChecked(multi, {2}), Intent::setChoice(2, true), InteractionResponsePlan::noOp()},
+        {"already ticked", withChecked(multi, {2}), Intent::setChoice(2, true),
+         InteractionResponsePlan::noOp()},
         {"already clear", multi, Intent::setChoice(1, false), InteractionResponsePlan::noOp()},
         {"out of range", multi, Intent::setChoice(3, true), Error::invalidChoice},
-        {"no cursor", withCursor(multi, std::nullopt), Intent::setChoice(1, true), Error::missingCursor},
+        {"no cursor", withCursor(multi, std::nullopt), Intent::setChoice(1, true),
+         Error::missingCursor},
         {"needs selectMany", with(multi, [](auto& p) { p.capabilities.erase(C::selectMany); }),
          Intent::setChoice(1, true), Error::unsupportedIntent},
         {"arrow lists do not tick, even with selectMany",
-         prompt(K::question, M::arrowNavigate, {C::selectOne, C::selectMany}), Intent::setChoice(1, true),
-         Error::unsupportedIntent},
+         prompt(K::question, M::arrowNavigate, {C::selectOne, C::selectMany}),
+         Intent::setChoice(1, true), Error::unsupportedIntent},
     });
 }
 
@@ -148,35 +160,45 @@ TEST(InteractionResponsePlanner, TypesTextOnlyIntoFieldsThatAreEmpty)
 {
     const auto row = withTextRow(arrows);
     check({
-        {"enter text", textField, Intent::enterText(u"hi"_s), InteractionResponsePlan{{Op::sendText(u"hi"_s)}}},
-        {"enter text needs the capability", arrows, Intent::enterText(u"hi"_s), Error::unsupportedIntent},
+        {"enter text", textField, Intent::enterText(u"hi"_s),
+         InteractionResponsePlan{{Op::sendText(u"hi"_s)}}},
+        {"enter text needs the capability", arrows, Intent::enterText(u"hi"_s),
+         Error::unsupportedIntent},
         {"enter empty text", textField, Intent::enterText({}), Error::emptyText},
         {"submit text", textField, Intent::submitText(u"hi"_s),
          InteractionResponsePlan{{Op::sendText(u"hi"_s), Op::sendKeys({u"enter"_s})}}},
         {"submit text outside a field", row, Intent::submitText(u"hi"_s), Error::unsupportedIntent},
         {"submit empty text", textField, Intent::submitText({}), Error::emptyText},
         {"text row below", row, Intent::submitChoiceText(2, u"hi"_s),
-         InteractionResponsePlan{{Op::sendKeys({u"down"_s, u"down"_s}), Op::sendText(u"hi"_s), Op::sendKeys({u"enter"_s})}}},
+         InteractionResponsePlan{{Op::sendKeys({u"down"_s, u"down"_s}), Op::sendText(u"hi"_s),
+                                  Op::sendKeys({u"enter"_s})}}},
         {"text row under cursor", withCursor(row, 2), Intent::submitChoiceText(2, u"hi"_s),
          InteractionResponsePlan{{Op::sendText(u"hi"_s), Op::sendKeys({u"enter"_s})}}},
         {"text row by number", withTextRow(numbered), Intent::submitChoiceText(2, u"hi"_s),
-         InteractionResponsePlan{{Op::sendKeys({u"3"_s}), Op::sendText(u"hi"_s), Op::sendKeys({u"enter"_s})}}},
-        {"row without a field", row, Intent::submitChoiceText(1, u"hi"_s), Error::unsupportedIntent},
+         InteractionResponsePlan{
+             {Op::sendKeys({u"3"_s}), Op::sendText(u"hi"_s), Op::sendKeys({u"enter"_s})}}},
+        {"row without a field", row, Intent::submitChoiceText(1, u"hi"_s),
+         Error::unsupportedIntent},
         {"row out of range", row, Intent::submitChoiceText(3, u"hi"_s), Error::unsupportedIntent},
-        {"draft in the terminal", withTextRow(arrows, u"half an answer"_s), Intent::submitChoiceText(2, u"hi"_s),
-         Error::terminalDraft},
-        {"empty text is tested before the draft", withTextRow(arrows, u"half"_s), Intent::submitChoiceText(2, {}),
-         Error::emptyText},
-        {"empty draft is no draft", withTextRow(arrows, u""_s), Intent::submitChoiceText(2, u"hi"_s),
-         InteractionResponsePlan{{Op::sendKeys({u"down"_s, u"down"_s}), Op::sendText(u"hi"_s), Op::sendKeys({u"enter"_s})}}},
+        {"draft in the terminal", withTextRow(arrows, u"half an answer"_s),
+         Intent::submitChoiceText(2, u"hi"_s), Error::terminalDraft},
+        {"empty text is tested before the draft", withTextRow(arrows, u"half"_s),
+         Intent::submitChoiceText(2, {}), Error::emptyText},
+        {"empty draft is no draft", withTextRow(arrows, u""_s),
+         Intent::submitChoiceText(2, u"hi"_s),
+         InteractionResponsePlan{{Op::sendKeys({u"down"_s, u"down"_s}), Op::sendText(u"hi"_s),
+                                  Op::sendKeys({u"enter"_s})}}},
         {"text row without its shortcut",
-         withTextRow(withShortcuts(prompt(K::question, M::explicitShortcut, {C::selectOne}), {{u"a"_s}, {u"b"_s}, {}})),
+         withTextRow(withShortcuts(prompt(K::question, M::explicitShortcut, {C::selectOne}),
+                                   {{u"a"_s}, {u"b"_s}, {}})),
          Intent::submitChoiceText(2, u"hi"_s), Error::ambiguousMechanism},
         {"begin text entry", row, Intent::beginTextEntry(), keys({u"tab"_s})},
-        {"begin text entry inside the field", textField, Intent::beginTextEntry(), Error::unsupportedIntent},
-        {"clear text entry ignores capabilities", prompt(K::question, M::textEntry, {}, 0), Intent::clearTextEntry(),
-         keys({u"tab"_s})},
-        {"clear text entry outside the field", row, Intent::clearTextEntry(), Error::unsupportedIntent},
+        {"begin text entry inside the field", textField, Intent::beginTextEntry(),
+         Error::unsupportedIntent},
+        {"clear text entry ignores capabilities", prompt(K::question, M::textEntry, {}, 0),
+         Intent::clearTextEntry(), keys({u"tab"_s})},
+        {"clear text entry outside the field", row, Intent::clearTextEntry(),
+         Error::unsupportedIntent},
     });
 }
 
@@ -184,11 +206,12 @@ TEST(InteractionResponsePlanner, MovesBetweenSteps)
 {
     check({
         {"to the last tab", multi, Intent::navigateToStep(2), keys({u"right"_s, u"right"_s})},
-        {"back one", withSteps(multi, {u"A"_s, u"B"_s, u"Submit"_s}, 1), Intent::navigateToStep(0), keys({u"left"_s})},
+        {"back one", withSteps(multi, {u"A"_s, u"B"_s, u"Submit"_s}, 1), Intent::navigateToStep(0),
+         keys({u"left"_s})},
         {"to the active tab is one empty operation", multi, Intent::navigateToStep(0), keys({})},
         {"no such tab", multi, Intent::navigateToStep(3), Error::unsupportedIntent},
-        {"no active tab", withSteps(multi, {u"A"_s, u"Submit"_s}, std::nullopt), Intent::navigateToStep(1),
-         Error::unsupportedIntent},
+        {"no active tab", withSteps(multi, {u"A"_s, u"Submit"_s}, std::nullopt),
+         Intent::navigateToStep(1), Error::unsupportedIntent},
         {"previous", multi, Intent::navigatePrevious(), keys({u"left"_s})},
         {"next", multi, Intent::navigateNext(), keys({u"right"_s})},
         {"next without tabs", numbered, Intent::navigateNext(), Error::unsupportedIntent},
@@ -197,15 +220,19 @@ TEST(InteractionResponsePlanner, MovesBetweenSteps)
 
 TEST(InteractionResponsePlanner, SubmitsByMechanismThenKind)
 {
-    const auto approval = prompt(K::approval, M::explicitShortcut, {C::approve, C::deny, C::selectOne});
+    const auto approval =
+        prompt(K::approval, M::explicitShortcut, {C::approve, C::deny, C::selectOne});
     check({
-        {"multi-select goes to the submit tab", multi, Intent::submit(), keys({u"right"_s, u"right"_s, u"enter"_s})},
-        {"multi-select on the submit tab", withSteps(multi, {u"A"_s, u"Submit"_s}, 1), Intent::submit(),
-         Error::unsupportedIntent},
-        {"multi-select without a submit tab",
-         with(multi, [](auto& p) { p.steps.back().isSubmit = false; }), Intent::submit(), Error::unsupportedIntent},
-        {"multi-select without an active tab", withSteps(multi, {u"A"_s, u"Submit"_s}, std::nullopt),
+        {"multi-select goes to the submit tab", multi, Intent::submit(),
+         keys({u"right"_s, u"right"_s, u"enter"_s})},
+        {"multi-select on the submit tab", withSteps(multi, {u"A"_s, u"Submit"_s}, 1),
          Intent::submit(), Error::unsupportedIntent},
+        {"multi-select without a submit tab",
+         with(multi, [](auto& p) { p.steps.back().isSubmit = false; }), Intent::submit(),
+         Error::unsupportedIntent},
+        {"multi-select without an active tab",
+         withSteps(multi, {u"A"_s, u"Submit"_s}, std::nullopt), Intent::submit(),
+         Error::unsupportedIntent},
         {"text field", textField, Intent::submit(), keys({u"enter"_s})},
         {"review page", prompt(K::reviewSubmit, M::arrowNavigate, {C::selectOne}), Intent::submit(),
          keys({u"enter"_s})},
@@ -220,19 +247,23 @@ TEST(InteractionResponsePlanner, SubmitsByMechanismThenKind)
 
 TEST(InteractionResponsePlanner, ApprovesDeniesAndCancels)
 {
-    const auto approval = prompt(K::approval, M::numberedShortcut, {C::approve, C::deny, C::selectOne});
+    const auto approval =
+        prompt(K::approval, M::numberedShortcut, {C::approve, C::deny, C::selectOne});
     check({
-        {"approve picks the first choice", withCursor(approval, 2), Intent::approve(), keys({u"1"_s, u"enter"_s})},
-        {"approve a question", prompt(K::question, M::numberedShortcut, {C::approve, C::selectOne}), Intent::approve(),
-         Error::unsupportedIntent},
-        {"approve without the capability", with(approval, [](auto& p) { p.capabilities.erase(C::approve); }),
+        {"approve picks the first choice", withCursor(approval, 2), Intent::approve(),
+         keys({u"1"_s, u"enter"_s})},
+        {"approve a question", prompt(K::question, M::numberedShortcut, {C::approve, C::selectOne}),
          Intent::approve(), Error::unsupportedIntent},
-        {"approve with no choices", prompt(K::approval, M::numberedShortcut, {C::approve}, 0), Intent::approve(),
-         Error::invalidChoice},
+        {"approve without the capability",
+         with(approval, [](auto& p) { p.capabilities.erase(C::approve); }), Intent::approve(),
+         Error::unsupportedIntent},
+        {"approve with no choices", prompt(K::approval, M::numberedShortcut, {C::approve}, 0),
+         Intent::approve(), Error::invalidChoice},
         {"deny", approval, Intent::deny(), keys({u"esc"_s})},
         {"deny a question", prompt(K::question, M::numberedShortcut, {C::deny}), Intent::deny(),
          Error::unsupportedIntent},
-        {"cancel a question", prompt(K::question, M::numberedShortcut, {C::deny}), Intent::cancel(), keys({u"esc"_s})},
+        {"cancel a question", prompt(K::question, M::numberedShortcut, {C::deny}), Intent::cancel(),
+         keys({u"esc"_s})},
         {"cancel without deny", numbered, Intent::cancel(), Error::unsupportedIntent},
     });
 }

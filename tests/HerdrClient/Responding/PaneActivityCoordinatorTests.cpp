@@ -31,7 +31,8 @@ struct PendingCalls {
 
     QCoro::Task<Result> call(QString paneID, QString text = {})
     {
-        const auto call = std::make_shared<Call>(Call{std::move(paneID), std::move(text), immediate, {}});
+        const auto call =
+            std::make_shared<Call>(Call{std::move(paneID), std::move(text), immediate, {}});
         calls.push_back(call);
         Awaiter wait{call};
         co_await wait;
@@ -58,7 +59,10 @@ struct PendingCalls {
 };
 
 struct FakeOutputProvider final : RecentOutputProviding {
-    QCoro::Task<RecentOutputResult> recentOutput(QString paneID) override { return reads.call(std::move(paneID)); }
+    QCoro::Task<RecentOutputResult> recentOutput(QString paneID) override
+    {
+        return reads.call(std::move(paneID));
+    }
     PendingCalls<RecentOutputResult> reads;
 };
 
@@ -120,12 +124,13 @@ class PaneActivityCoordinatorTest : public ::testing::Test {
 protected:
     void make(int fallbackPollInterval)
     {
-        coordinator = std::make_unique<PaneActivityCoordinator>(output, sender, fallbackPollInterval,
-                                                                [this] { return clock.now(); });
+        coordinator = std::make_unique<PaneActivityCoordinator>(
+            output, sender, fallbackPollInterval, [this] { return clock.now(); });
     }
     void SetUp() override { make(4); }
 
-    Started reconcile(std::vector<PaneActivitySnapshot> panes, std::optional<QString> selected, bool counted = true)
+    Started reconcile(std::vector<PaneActivitySnapshot> panes, std::optional<QString> selected,
+                      bool counted = true)
     {
         return start(coordinator->reconcile(std::move(panes), std::move(selected), counted));
     }
@@ -150,7 +155,8 @@ TEST_F(PaneActivityCoordinatorTest, ReadsOnlyTheSelectedWorkingPane)
     output.reads.immediate = RecentOutputResult(u"building…"_s);
     const std::vector<PaneActivitySnapshot> panes = {pane("w1:p1", working), pane("w1:p2", working),
                                                      pane("w1:p3", idle)};
-    for (const auto& selected : {std::optional<QString>(), std::optional(u"w1:p9"_s), std::optional(u"w1:p3"_s)})
+    for (const auto& selected :
+         {std::optional<QString>(), std::optional(u"w1:p9"_s), std::optional(u"w1:p3"_s)})
         reconcile(panes, selected);
     EXPECT_TRUE(output.reads.calls.empty());
     EXPECT_TRUE(coordinator->state(u"w1:p3"_s)); // a selected pane has a record, working or not
@@ -174,21 +180,26 @@ TEST_F(PaneActivityCoordinatorTest, AnUnchangedPaneIsReadOnTheFallbackCadence)
         bool reads;
     };
     const std::vector<Step> everyFourth = {
-        {true, 1, true}, {true, 1, false}, {true, 1, false}, {true, 1, true}, // first sight, fourth cycle
+        {true, 1, true},   {true, 1, false},
+        {true, 1, false},  {true, 1, true},  // first sight, fourth cycle
         {false, 1, false}, {false, 2, true}, // events never count; a new revision reads at once
-        {true, 2, false}, {true, 2, false}, {true, 2, false}, {true, 2, true},
+        {true, 2, false},  {true, 2, false},
+        {true, 2, false},  {true, 2, true},
     };
-    const std::vector<Step> everyCycle = {{true, 1, true}, {true, 1, true}, {false, 1, false}, {true, 1, true}};
+    const std::vector<Step> everyCycle = {
+        {true, 1, true}, {true, 1, true}, {false, 1, false}, {true, 1, true}};
     for (const auto& [interval, steps] : {std::pair(4, everyFourth), std::pair(0, everyCycle)}) {
         make(interval);
         output.reads.calls.clear();
         // Failed reads wait for their turn just the same.
-        output.reads.immediate = RecentOutputResult(std::unexpected(RequestFailure(SocketError::timedOut())));
+        output.reads.immediate =
+            RecentOutputResult(std::unexpected(RequestFailure(SocketError::timedOut())));
         std::size_t expected = 0;
         for (std::size_t i = 0; i < steps.size(); ++i) {
             reconcile({pane("w1:p1", working, steps[i].revision)}, A, steps[i].counted);
             expected += steps[i].reads ? 1 : 0;
-            EXPECT_EQ(output.reads.calls.size(), expected) << "interval " << interval << ", step " << i;
+            EXPECT_EQ(output.reads.calls.size(), expected)
+                << "interval " << interval << ", step " << i;
         }
     }
     const PaneActivityState failed = stateOf(A);
@@ -225,7 +236,8 @@ TEST_F(PaneActivityCoordinatorTest, AReadThatComesBackTooLateIsDropped)
     // Gone: a late failure brings no record back. Deselected: a manual refresh counts for nothing.
     reconcile({pane("w1:p1", working, 3)}, A);
     reconcile({}, A);
-    output.reads.answer(4, RecentOutputResult(std::unexpected(RequestFailure(SocketError::closed()))));
+    output.reads.answer(4,
+                        RecentOutputResult(std::unexpected(RequestFailure(SocketError::closed()))));
     EXPECT_FALSE(coordinator->state(A));
     reconcile({pane("w1:p1", working, 3)}, A);
     output.reads.answer(5, RecentOutputResult(u"new"_s));
@@ -255,7 +267,8 @@ TEST_F(PaneActivityCoordinatorTest, SendingAPromptToAnIdleAgent)
     for (const QString& paneID : {B, u"w1:p9"_s}) {
         coordinator->setPromptDraft(u"go"_s, paneID);
         EXPECT_FALSE(start(coordinator->sendPrompt(paneID)).value());
-        EXPECT_EQ(stateOf(paneID).promptError, u"This agent is no longer idle. Nothing was sent."_s);
+        EXPECT_EQ(stateOf(paneID).promptError,
+                  u"This agent is no longer idle. Nothing was sent."_s);
     }
     coordinator->setPromptDraft(u" \n\t "_s, A);
     EXPECT_FALSE(start(coordinator->sendPrompt(A)).value());
@@ -278,7 +291,8 @@ TEST_F(PaneActivityCoordinatorTest, SendingAPromptToAnIdleAgent)
     coordinator->setPromptDraft(u"Write the changelog and the README"_s, A);
     sender.sends.answer(1, IdlePromptSendResult());
     auto refused = start(coordinator->sendPrompt(A));
-    sender.sends.answer(2, std::unexpected(IdlePromptSendFailure(IdlePromptSenderError::paneNoLongerIdle(A, AgentStatus::blocked))));
+    sender.sends.answer(2, std::unexpected(IdlePromptSendFailure(
+                               IdlePromptSenderError::paneNoLongerIdle(A, AgentStatus::blocked))));
     EXPECT_TRUE(typedOn.value());
     EXPECT_FALSE(refused.value());
     EXPECT_EQ(stateOf(A).promptDraft, u"Write the changelog and the README"_s);

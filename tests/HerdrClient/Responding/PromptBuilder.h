@@ -19,17 +19,20 @@ inline PendingInteraction prompt(InteractionKind kind, InteractionMechanism mech
     interaction.kind = kind;
     interaction.title = QStringLiteral("Which one?");
     for (int i = 0; i < choices; ++i)
-        interaction.choices.push_back({InteractionChoiceKind::option, QStringLiteral("Choice %1").arg(i + 1), {}, {}, {}});
+        interaction.choices.push_back(
+            {InteractionChoiceKind::option, QStringLiteral("Choice %1").arg(i + 1), {}, {}, {}});
     interaction.presentation.mechanism = mechanism;
     if (choices > 0)
         interaction.presentation.selectedChoiceIndex = 0;
     interaction.capabilities = std::move(capabilities);
-    interaction.evidence = {InteractionSourceKind::screen, QStringLiteral("test-screen"), QStringLiteral("claude"),
-                            std::nullopt, InteractionConfidence::exact, std::nullopt};
+    interaction.evidence = {InteractionSourceKind::screen, QStringLiteral("test-screen"),
+                            QStringLiteral("claude"),      std::nullopt,
+                            InteractionConfidence::exact,  std::nullopt};
     return interaction;
 }
 
-inline PendingInteraction with(PendingInteraction interaction, const std::function<void(PendingInteraction&)>& change)
+inline PendingInteraction with(PendingInteraction interaction,
+                               const std::function<void(PendingInteraction&)>& change)
 {
     change(interaction);
     return interaction;

@@ -21,10 +21,12 @@ QCoro::Task<> nothing()
 
 Clock InstantSleeper::clock()
 {
-    return Clock{[] { return Timestamp{}; }, [this](Seconds duration) { return wakeAtOnce(this, duration); }};
+    return Clock{[] { return Timestamp{}; },
+                 [this](Seconds duration) { return wakeAtOnce(this, duration); }};
 }
 
-QCoro::Task<InteractionReadResult> ScriptedProvider::interaction(QString paneID, std::optional<QString> agentID,
+QCoro::Task<InteractionReadResult> ScriptedProvider::interaction(QString paneID,
+                                                                 std::optional<QString> agentID,
                                                                  std::optional<quint64>)
 {
     ++reads;
@@ -40,15 +42,16 @@ QCoro::Task<InteractionReadResult> ScriptedProvider::interaction(QString paneID,
 FakeHerdrPane::FakeHerdrPane(const QString& screen, std::optional<double> requestTimeout)
 {
     const auto loaded = FakeScenario::fromJSON(JSONValue::object(
-        {{u"panes"_s,
-          JSONValue::array({JSONValue::object({{u"pane_id"_s, u"w1:p1"_s},
-                                               {u"agent"_s, u"claude"_s},
-                                               {u"agent_status"_s, u"blocked"_s},
-                                               {u"screen"_s, JSONValue::object({{u"visible"_s, screen}})}})})}}));
+        {{u"panes"_s, JSONValue::array({JSONValue::object(
+                          {{u"pane_id"_s, u"w1:p1"_s},
+                           {u"agent"_s, u"claude"_s},
+                           {u"agent_status"_s, u"blocked"_s},
+                           {u"screen"_s, JSONValue::object({{u"visible"_s, screen}})}})})}}));
     scenario = *loaded;
     server.start();
     scenario.install(server);
-    client = std::make_unique<HerdrClient>(HerdrEndpoint::unixSocket(server.socketPath()), requestTimeout);
+    client = std::make_unique<HerdrClient>(HerdrEndpoint::unixSocket(server.socketPath()),
+                                           requestTimeout);
 }
 
 std::vector<std::pair<QString, JSONValue>> FakeHerdrPane::sends() const

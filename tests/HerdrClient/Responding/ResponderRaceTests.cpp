@@ -17,12 +17,15 @@ using Sends = std::vector<std::pair<QString, JSONValue>>;
 QString approvalScreen(const QString& command, int cursor = 1)
 {
     // As claude draws it: the rule above the box puts the command inside the live prompt.
-    QString screen = u"● I will run the migration command.\n\n"_s + QString(80, u'─')
-                     + u"\n Bash command\n\n   %1\n   Run staging migrations\n\n Do you want to proceed?\n"_s.arg(command);
+    QString screen =
+        u"● I will run the migration command.\n\n"_s + QString(80, u'─')
+        + u"\n Bash command\n\n   %1\n   Run staging migrations\n\n Do you want to proceed?\n"_s
+              .arg(command);
     const QStringList choices{u"Yes"_s, u"Yes, and don't ask again for this command"_s,
                               u"No, and tell Claude what to do differently (esc)"_s};
     for (int i = 0; i < choices.size(); ++i)
-        screen += u" %1 %2. %3\n"_s.arg(i + 1 == cursor ? u"❯"_s : u" "_s).arg(i + 1).arg(choices[i]);
+        screen +=
+            u" %1 %2. %3\n"_s.arg(i + 1 == cursor ? u"❯"_s : u" "_s).arg(i + 1).arg(choices[i]);
     return screen + u"\n Esc to cancel\n"_s;
 }
 
@@ -52,12 +55,14 @@ protected:
         return *read;
     }
 
-    InteractionResponseRequest request(const PendingInteraction& seen, InteractionResponseIntent intent)
+    InteractionResponseRequest request(const PendingInteraction& seen,
+                                       InteractionResponseIntent intent)
     {
         return {u"w1:p1"_s, u"claude"_s, 4, seen.fingerprint(), std::move(intent)};
     }
 
-    InteractionResponseOutcome respond(const PendingInteraction& seen, InteractionResponseIntent intent)
+    InteractionResponseOutcome respond(const PendingInteraction& seen,
+                                       InteractionResponseIntent intent)
     {
         InteractionResponder responder(provider, Actions(*herdr.client), sleeper.clock());
         return runTask(responder.respond(request(seen, std::move(intent))));
@@ -92,12 +97,14 @@ TEST_F(ResponderRaceTest, APaneThatWentAwayGetsNothingAndOneThatGoesAfterTheKeys
     herdr.scenario.removePane(u"w1:p1"_s);
     const auto gone = respond(seen, InteractionResponseIntent::approve());
     ASSERT_FALSE(gone);
-    EXPECT_EQ(gone.error().refusalSentence(),
-              u"herdr refused the request (pane_not_found): pane w1:p1 not found. Nothing was sent."_s);
+    EXPECT_EQ(
+        gone.error().refusalSentence(),
+        u"herdr refused the request (pane_not_found): pane w1:p1 not found. Nothing was sent."_s);
     EXPECT_TRUE(herdr.sends().empty());
 
-    herdr.scenario.addPane(JSONValue::object({{u"pane_id"_s, u"w1:p1"_s}, {u"agent"_s, u"claude"_s}}),
-                           plain(approvalScreen(migrate)));
+    herdr.scenario.addPane(
+        JSONValue::object({{u"pane_id"_s, u"w1:p1"_s}, {u"agent"_s, u"claude"_s}}),
+        plain(approvalScreen(migrate)));
     sleeper.beforeWake = [this] { herdr.scenario.removePane(u"w1:p1"_s); };
     const auto closed = respond(seen, InteractionResponseIntent::approve());
     ASSERT_TRUE(closed);
@@ -113,7 +120,8 @@ TEST_F(ResponderRaceTest, ThePersonsOwnKeysWaitForTheSameFingerprintAndEndWhereH
     const auto rejected = runTask(responder.respondWithKeys(request(seen, {}), {u"10"_s}));
     ASSERT_FALSE(rejected);
     EXPECT_EQ(rejected.error().reason(), u"keysRejected"_s);
-    EXPECT_EQ(rejected.error().refusalSentence(), u"herdr rejected the keys: unsupported key 10. Nothing was sent."_s);
+    EXPECT_EQ(rejected.error().refusalSentence(),
+              u"herdr rejected the keys: unsupported key 10. Nothing was sent."_s);
     EXPECT_EQ(herdr.sends(), (Sends{{u"pane.send_keys"_s, keysParams({u"10"_s})}}));
     EXPECT_TRUE(sleeper.requested.empty());
 
@@ -136,18 +144,21 @@ TEST_F(SlowHerdrTest, AReadThatHerdrNeverAnswersSendsNothing)
     herdr.server.setHandler(u"pane.read"_s, [](const FakeRequest&) { return FakeReply::silent(); });
     const auto outcome = respond(seen, InteractionResponseIntent::approve());
     ASSERT_FALSE(outcome);
-    EXPECT_EQ(outcome.error().refusalSentence(), u"herdr did not answer in time. Nothing was sent."_s);
+    EXPECT_EQ(outcome.error().refusalSentence(),
+              u"herdr did not answer in time. Nothing was sent."_s);
     EXPECT_TRUE(herdr.sends().empty());
 }
 
 TEST_F(SlowHerdrTest, AKeyHerdrNeverConfirmsIsNotCalledUnsent)
 {
     const auto seen = shown();
-    herdr.server.setHandler(u"pane.send_keys"_s, [](const FakeRequest&) { return FakeReply::silent(); });
+    herdr.server.setHandler(u"pane.send_keys"_s,
+                            [](const FakeRequest&) { return FakeReply::silent(); });
     const auto outcome = respond(seen, InteractionResponseIntent::approve());
     ASSERT_FALSE(outcome);
     EXPECT_EQ(outcome.error().refusalSentence(),
-              u"herdr did not answer in time. herdr did not confirm the last send, so it may have reached the pane. "
+              u"herdr did not answer in time. herdr did not confirm the last send, so it may have "
+              u"reached the pane. "
               "Nothing more was sent."_s);
     EXPECT_EQ(herdr.sends().size(), 1u);
     EXPECT_TRUE(sleeper.requested.empty());

@@ -18,7 +18,8 @@ protected:
 
     void answerPaneGet(JSONValue result)
     {
-        herdr.server.setHandler(u"pane.get"_s, [result](const FakeRequest&) { return FakeReply::result(result); });
+        herdr.server.setHandler(u"pane.get"_s,
+                                [result](const FakeRequest&) { return FakeReply::result(result); });
     }
 
     const QString pane = u"w1:p1"_s;
@@ -27,13 +28,15 @@ protected:
 
 } // namespace
 
-TEST_F(SafeIdlePromptSenderTest, TypesAndSubmitsOnlyAfterHerdrConfirmsIdleEvenIfTheSenderEndedMeanwhile)
+TEST_F(SafeIdlePromptSenderTest,
+       TypesAndSubmitsOnlyAfterHerdrConfirmsIdleEvenIfTheSenderEndedMeanwhile)
 {
     auto sender = std::make_unique<SafeIdlePromptSender>(*herdr.client);
     auto sending = sender->sendPrompt(pane, u"Write the changelog"_s);
     sender.reset();
     EXPECT_TRUE(runTask(std::move(sending)).has_value());
-    EXPECT_EQ(herdr.methods(), (std::vector<QString>{u"pane.get"_s, u"pane.send_text"_s, u"pane.send_keys"_s}));
+    EXPECT_EQ(herdr.methods(),
+              (std::vector<QString>{u"pane.get"_s, u"pane.send_text"_s, u"pane.send_keys"_s}));
     EXPECT_EQ(herdr.sends(), (Sends{{u"pane.send_text"_s, textParams(u"Write the changelog"_s)},
                                     {u"pane.send_keys"_s, keysParams({u"enter"_s})}}));
 }
@@ -46,13 +49,21 @@ TEST_F(SafeIdlePromptSenderTest, RefusalsSendNothing)
         QString message;
         std::vector<QString> methods = {u"pane.get"_s};
     };
-    const auto status = [this](AgentStatus s) { return [this, s] { herdr.scenario.setPaneStatus(pane, s); }; };
-    const auto get = [this](const char* result) { return [this, result] { answerPaneGet(*JSONValue::parse(result)); }; };
-    const QString unreadable = u"Couldn't confirm that pane w1:p1 is still idle. Nothing was sent."_s;
+    const auto status = [this](AgentStatus s) {
+        return [this, s] { herdr.scenario.setPaneStatus(pane, s); };
+    };
+    const auto get = [this](const char* result) {
+        return [this, result] { answerPaneGet(*JSONValue::parse(result)); };
+    };
+    const QString unreadable =
+        u"Couldn't confirm that pane w1:p1 is still idle. Nothing was sent."_s;
     const std::vector<Case> cases = {
-        {"began working", status(AgentStatus::working), u"This agent is now working. Nothing was sent."_s},
-        {"turned blocked", status(AgentStatus::blocked), u"This agent is now blocked. Nothing was sent."_s},
-        {"done is not idle", status(AgentStatus::done), u"This agent is now done. Nothing was sent."_s},
+        {"began working", status(AgentStatus::working),
+         u"This agent is now working. Nothing was sent."_s},
+        {"turned blocked", status(AgentStatus::blocked),
+         u"This agent is now blocked. Nothing was sent."_s},
+        {"done is not idle", status(AgentStatus::done),
+         u"This agent is now done. Nothing was sent."_s},
         {"no pane key", get(R"({"type":"pane_info"})"), unreadable},
         {"pane record without an id", get(R"({"pane":{"agent_status":"idle"}})"), unreadable},
         // Text refused: Enter never follows, or it would submit whatever stood in the input.
@@ -62,7 +73,8 @@ TEST_F(SafeIdlePromptSenderTest, RefusalsSendNothing)
                  return FakeReply::error(u"invalid_text"_s, u"unsupported key in text"_s);
              });
          },
-         u"unsupported key in text"_s, {u"pane.get"_s, u"pane.send_text"_s}},
+         u"unsupported key in text"_s,
+         {u"pane.get"_s, u"pane.send_text"_s}},
         {"pane gone (last: it stays gone)", [this] { herdr.scenario.removePane(pane); },
          u"herdr refused the request (pane_not_found): pane w1:p1 not found"_s},
     };
@@ -95,6 +107,7 @@ TEST_F(SafeIdlePromptSenderTest, ASendDoesNotOutliveItsClient)
     herdr.client.reset();
     release.set_value();
     const auto result = runTask(std::move(pending));
-    EXPECT_EQ(result, IdlePromptSendResult(std::unexpected(ActionFailure(RequestFailure(SocketError::closed())))));
+    EXPECT_EQ(result, IdlePromptSendResult(
+                          std::unexpected(ActionFailure(RequestFailure(SocketError::closed())))));
     EXPECT_EQ(herdr.methods(), std::vector<QString>{u"pane.get"_s});
 }

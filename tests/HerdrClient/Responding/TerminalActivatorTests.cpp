@@ -56,16 +56,17 @@ TEST(TerminalActivator, PreferredTerminalIsRaisedWhenRunningAndStartedOtherwise)
     EXPECT_TRUE(desktop.launched.isEmpty()) << "a running terminal is not started twice";
 
     TerminalActivator konsole(TerminalActivator::Preferred{TerminalProfile::konsole}, desktop);
-    EXPECT_EQ(konsole.present(), TerminalPresentation::unavailable(
-                                     TerminalPresentationFailure::applicationUnavailable(u"Konsole"_s)));
+    EXPECT_EQ(konsole.present(),
+              TerminalPresentation::unavailable(
+                  TerminalPresentationFailure::applicationUnavailable(u"Konsole"_s)));
 }
 
 TEST(TerminalActivator, AutomaticChoosesOnlyWhenTheChoiceIsClear)
 {
     FakeDesktop desktop;
     TerminalActivator automatic(TerminalActivator::Automatic{}, desktop);
-    EXPECT_EQ(automatic.present(),
-              TerminalPresentation::unavailable(TerminalPresentationFailure::noSupportedTerminalRunning()));
+    EXPECT_EQ(automatic.present(), TerminalPresentation::unavailable(
+                                       TerminalPresentationFailure::noSupportedTerminalRunning()));
 
     // Matched by its executable alone, since the class says nothing; no process id is known.
     desktop.open = {{1, 0, u"x"_s, u"Unknown"_s, u"alacritty"_s},

@@ -9,7 +9,6 @@
 
 #include <QFileInfo>
 
-
 using namespace Qt::StringLiterals;
 using Kind = SSHTunnelState::Kind;
 

@@ -8,7 +8,6 @@
 #include <QFile>
 #include <QTemporaryDir>
 
-
 using namespace Qt::StringLiterals;
 using Kind = SSHTunnelState::Kind;
 
@@ -58,8 +57,8 @@ TEST(SSHTunnelReasons, ExplainTakesTheFirstMatchingRule)
          u"Couldn't reach box over SSH."_s},
         {"ssh: connect to host box port 22: Operation timed out", 255,
          u"Couldn't reach box over SSH."_s},
-        {"bind [127.0.0.1]:41234: Address already in use\nCould not request local forwarding.",
-         255, forwardReason},
+        {"bind [127.0.0.1]:41234: Address already in use\nCould not request local forwarding.", 255,
+         forwardReason},
         {"Host key verification failed.", 255,
          u"SSH tunnel to box failed: Host key verification failed."_s},
         {"", 143, u"The SSH tunnel to box exited (status 143)."_s},

@@ -44,37 +44,70 @@ TEST(SessionDirectoryTest, DecodesListingsAndTheirFailures)
         SessionDirectory::Result expected;
     };
     const std::vector<Case> cases = {
-        {"real output", {0, realListing, {}}, std::nullopt, home,
-         std::vector{local(u"default"_s, u"/home/u/.config/herdr/herdr.sock"_s, true, true),
-                     local(u"work"_s, u"/home/u/.config/herdr/sessions/work/herdr.sock"_s, false,
-                           false)}},
-        {"sparse local entries", {0, R"({"sessions":[{"name":"work"},{"name":"default"},{"name":""},{"running":true},{"name":"x","default":true,"socket_path":""}]})", {}},
-         std::nullopt, home,
-         std::vector{local(u"work"_s, u"/home/ana/.config/herdr/sessions/work/herdr.sock"_s, false, true),
-                     local(u"default"_s, u"/home/ana/.config/herdr/herdr.sock"_s, true, true),
-                     local(u"x"_s, u"/home/ana/.config/herdr/herdr.sock"_s, true, true)}},
-        {"herdr's config folder follows XDG", {0, R"({"sessions":[{"name":"default"},{"name":"w"}]})", {}},
-         std::nullopt, {{u"HOME"_s, u"/home/ana"_s}, {u"XDG_CONFIG_HOME"_s, u"/cfg"_s}},
+        {"real output",
+         {0, realListing, {}},
+         std::nullopt,
+         home,
+         std::vector{
+             local(u"default"_s, u"/home/u/.config/herdr/herdr.sock"_s, true, true),
+             local(u"work"_s, u"/home/u/.config/herdr/sessions/work/herdr.sock"_s, false, false)}},
+        {"sparse local entries",
+         {0,
+          R"({"sessions":[{"name":"work"},{"name":"default"},{"name":""},{"running":true},{"name":"x","default":true,"socket_path":""}]})",
+          {}},
+         std::nullopt,
+         home,
+         std::vector{
+             local(u"work"_s, u"/home/ana/.config/herdr/sessions/work/herdr.sock"_s, false, true),
+             local(u"default"_s, u"/home/ana/.config/herdr/herdr.sock"_s, true, true),
+             local(u"x"_s, u"/home/ana/.config/herdr/herdr.sock"_s, true, true)}},
+        {"herdr's config folder follows XDG",
+         {0, R"({"sessions":[{"name":"default"},{"name":"w"}]})", {}},
+         std::nullopt,
+         {{u"HOME"_s, u"/home/ana"_s}, {u"XDG_CONFIG_HOME"_s, u"/cfg"_s}},
          std::vector{local(u"default"_s, u"/cfg/herdr/herdr.sock"_s, true, true),
                      local(u"w"_s, u"/cfg/herdr/sessions/w/herdr.sock"_s, false, true)}},
         {"remote entry without a socket is dropped",
          {0, R"({"sessions":[{"name":"default"},{"name":"w","socket_path":"/s"}],"extra":1})", {}},
-         u"box"_s, home, std::vector{remote(u"box"_s, u"w"_s, u"/s"_s, false, true)}},
-        {"empty list", {0, R"({"sessions":[]})", {}}, std::nullopt, home,
+         u"box"_s,
+         home,
+         std::vector{remote(u"box"_s, u"w"_s, u"/s"_s, false, true)}},
+        {"empty list",
+         {0, R"({"sessions":[]})", {}},
+         std::nullopt,
+         home,
          std::vector<SessionDescriptor>{}},
-        {"herdr missing on the host", {127, {}, "herdr not found on remote PATH\n"}, u"box"_s, home,
+        {"herdr missing on the host",
+         {127, {}, "herdr not found on remote PATH\n"},
+         u"box"_s,
+         home,
          std::unexpected(Failure::commandFailed(127, u"herdr not found on remote PATH"_s))},
-        {"silent failure", {3, realListing, " \n"}, std::nullopt, home,
+        {"silent failure",
+         {3, realListing, " \n"},
+         std::nullopt,
+         home,
          std::unexpected(Failure::commandFailed(3, u"exited with status 3"_s))},
-        {"garbage", {0, "  Usage: herdr [OPTIONS]\n", {}}, std::nullopt, home,
+        {"garbage",
+         {0, "  Usage: herdr [OPTIONS]\n", {}},
+         std::nullopt,
+         home,
          std::unexpected(Failure::malformedOutput(u"Usage: herdr [OPTIONS]"_s))},
-        {"nothing", {0, {}, {}}, std::nullopt, home,
+        {"nothing",
+         {0, {}, {}},
+         std::nullopt,
+         home,
          std::unexpected(Failure::malformedOutput(u""_s))},
-        {"no sessions key", {0, R"({"session":[]})", {}}, std::nullopt, home,
+        {"no sessions key",
+         {0, R"({"session":[]})", {}},
+         std::nullopt,
+         home,
          std::unexpected(Failure::malformedOutput(u"no \"sessions\" array in output"_s))},
-        {"entry field of the wrong type", {0, R"({"sessions":[{"name":"a","running":"yes"}]})", {}},
-         std::nullopt, home,
-         std::unexpected(Failure::malformedOutput(uR"({"sessions":[{"name":"a","running":"yes"}]})"_s))},
+        {"entry field of the wrong type",
+         {0, R"({"sessions":[{"name":"a","running":"yes"}]})", {}},
+         std::nullopt,
+         home,
+         std::unexpected(
+             Failure::malformedOutput(uR"({"sessions":[{"name":"a","running":"yes"}]})"_s))},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
@@ -121,9 +154,15 @@ TEST(SSHTest, TargetsAndControlPaths)
         bool valid;
     };
     const std::vector<Case> cases = {
-        {u"box"_s, true},           {u"ana@box.example.org"_s, true}, {u"box:2222"_s, true},
-        {u""_s, false},             {u"-oProxyCommand=x"_s, false},   {u"a box"_s, false},
-        {u"box\n"_s, false},        {u"box\tx"_s, false},             {u"box\u0007"_s, false},
+        {u"box"_s, true},
+        {u"ana@box.example.org"_s, true},
+        {u"box:2222"_s, true},
+        {u""_s, false},
+        {u"-oProxyCommand=x"_s, false},
+        {u"a box"_s, false},
+        {u"box\n"_s, false},
+        {u"box\tx"_s, false},
+        {u"box\u0007"_s, false},
         {u"a\u00A0b"_s, false},
     };
     for (const Case& c : cases)
@@ -138,8 +177,9 @@ TEST(SSHTest, TargetsAndControlPaths)
 class SessionDirectoryProcessTest : public ::testing::Test {
 protected:
     // A herdr that answers `session list --json` only.
-    const QString listingHerdr = u"test \"$*\" = \"session list --json\" || exit 9\nprintf '%s\\n' '"_s
-                                 + QString::fromUtf8(realListing) + u"'"_s;
+    const QString listingHerdr =
+        u"test \"$*\" = \"session list --json\" || exit 9\nprintf '%s\\n' '"_s
+        + QString::fromUtf8(realListing) + u"'"_s;
     QTemporaryDir dir;
     std::shared_ptr<CommandRunning> runner = std::make_shared<ProcessCommandRunner>();
 
@@ -202,7 +242,8 @@ TEST_F(SessionDirectoryProcessTest, LocalListingsThatMisbehave)
         const auto sessions = directory.localSessions();
         EXPECT_LT(std::chrono::steady_clock::now() - started, std::chrono::seconds(5));
         ASSERT_FALSE(sessions.has_value());
-        EXPECT_EQ(sessions.error().kind, c.kind) << sessions.error().errorDescription().toStdString();
+        EXPECT_EQ(sessions.error().kind, c.kind)
+            << sessions.error().errorDescription().toStdString();
     }
 }
 
@@ -222,8 +263,8 @@ TEST_F(SessionDirectoryProcessTest, RemoteListingRunsTheFirstHerdrOfTheHost)
     QFile::remove(remoteHome + u"/.cargo/bin/herdr"_s);
     const auto none = directory.remoteSessions(u"ana@box"_s);
     ASSERT_FALSE(none.has_value());
-    EXPECT_EQ(none.error(), SessionDirectory::Failure::commandFailed(
-                                127, u"herdr not found on remote PATH"_s));
+    EXPECT_EQ(none.error(),
+              SessionDirectory::Failure::commandFailed(127, u"herdr not found on remote PATH"_s));
 }
 
 TEST_F(SessionDirectoryProcessTest, RemoteListingNeverPromptsNorHangs)
@@ -235,7 +276,8 @@ TEST_F(SessionDirectoryProcessTest, RemoteListingNeverPromptsNorHangs)
   if [ "$a" = "BatchMode=yes" ]; then echo 'ana@box: Permission denied (publickey,password).' >&2; exit 255; fi
 done
 printf 'Password: ' >&2; read -r answer)"_s);
-    const auto denied = SessionDirectory(runner, std::nullopt, refusing).remoteSessions(u"ana@box"_s);
+    const auto denied =
+        SessionDirectory(runner, std::nullopt, refusing).remoteSessions(u"ana@box"_s);
     EXPECT_EQ(denied.error(),
               Failure::commandFailed(255, u"ana@box: Permission denied (publickey,password)."_s));
 

@@ -27,7 +27,7 @@ QByteArray registry(const QString& spec)
     QStringList entries;
     for (const QString& pair : spec.split(u' ', Qt::SkipEmptyParts))
         entries << uR"({"kind":"pane","child":"%1","owner":"%2"})"_s.arg(pair.section(u'>', 0, 0),
-                                                                          pair.section(u'>', 1));
+                                                                         pair.section(u'>', 1));
     return (uR"({"version":1,"entries":[)"_s + entries.join(u',') + u"]}"_s).toUtf8();
 }
 
@@ -73,7 +73,8 @@ TEST(AgentTreeTest, RootsFollowLiveOwnersOnly)
         const AgentTree tree(panes(c.panes), c.registry, c.useRegistry);
         EXPECT_EQ(tree.roots(), ids(c.roots));
         for (const QString& pair : c.rootOf.split(u' ', Qt::SkipEmptyParts))
-            EXPECT_EQ(tree.root(pair.section(u':', 0, 0)), pair.section(u':', 1)) << pair.toStdString();
+            EXPECT_EQ(tree.root(pair.section(u':', 0, 0)), pair.section(u':', 1))
+                << pair.toStdString();
     }
 }
 
@@ -103,7 +104,8 @@ TEST(AgentRefTest, TextAndJSON)
 {
     const AgentRef ref{u"ssh:box/default"_s, u"w1:p2"_s};
     EXPECT_EQ(ref.id(), u"ssh:box/default/w1:p2"_s);
-    EXPECT_EQ(ref.asJSONValue().serialized(), R"({"paneID":"w1:p2","sessionID":"ssh:box/default"})");
+    EXPECT_EQ(ref.asJSONValue().serialized(),
+              R"({"paneID":"w1:p2","sessionID":"ssh:box/default"})");
     EXPECT_EQ(AgentRef::decode(ref.asJSONValue()), ref);
 }
 

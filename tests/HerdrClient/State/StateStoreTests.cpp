@@ -73,16 +73,18 @@ TEST_F(StateStoreTest, OnlyWorkingStraightToIdleOrDoneIsAFinish)
     };
     for (const Case& c : cases) {
         StateStore store([this] { return current; });
-        store.hydrate(makeSnapshot({makePane(u"p"_s, AgentStatus::idle)},
-                                   c.focused ? u"p"_s : u"q"_s));
+        store.hydrate(
+            makeSnapshot({makePane(u"p"_s, AgentStatus::idle)}, c.focused ? u"p"_s : u"q"_s));
         std::vector<QString> reported;
         QString trace;
         for (const char16_t* status : c.statuses) {
             trace += QString::fromUtf16(status) + u' ';
-            const auto result = store.applyTransitions(statusEvent(u"p"_s, QString::fromUtf16(status)));
+            const auto result =
+                store.applyTransitions(statusEvent(u"p"_s, QString::fromUtf16(status)));
             reported.insert(reported.end(), result.newlyFinishedPaneIDs.begin(),
                             result.newlyFinishedPaneIDs.end());
-            EXPECT_FALSE(store.workingSince().contains(u"p"_s) && store.blockedSince().contains(u"p"_s));
+            EXPECT_FALSE(store.workingSince().contains(u"p"_s)
+                         && store.blockedSince().contains(u"p"_s));
         }
         SCOPED_TRACE(trace.toStdString() + (c.focused ? "(focused)" : ""));
         EXPECT_EQ(reported, c.reported ? std::vector<QString>{u"p"_s} : std::vector<QString>{});
@@ -100,7 +102,8 @@ TEST_F(StateStoreTest, EventsRaiseTheRevisionOnlyWhenHandled)
         {{u"pane.agent_status_changed"_s, JSONValue(JSONValue::Object{})}, 0},
         {{u"pane.agent_status_changed"_s, JSONValue::object({{u"pane_id"_s, u"p"_s}})}, 0},
         {{u"pane.agent_status_changed"_s,
-          JSONValue::object({{u"pane_id"_s, u"p"_s}, {u"agent_status"_s, 3}})}, 0},
+          JSONValue::object({{u"pane_id"_s, u"p"_s}, {u"agent_status"_s, 3}})},
+         0},
         {statusEvent(u"p"_s, u"blocked"_s, u"pane_agent_status_changed"_s), 1},
         {statusEvent(u"p"_s, u"working"_s), 1},
         {paneEvent(u"pane_created"_s, pane), 1},
@@ -188,8 +191,8 @@ TEST_F(StateStoreTest, ReconcileReportsPassagesOnceAndCountsOneRevision)
     EXPECT_EQ(store.revision(), 1) << "an identical poll changes nothing";
 
     // w finishes unfocused while b goes away, then a poll focuses w: it is still unseen.
-    auto result = store.reconcileTransitions(
-        makeSnapshot({makePane(u"a"_s, AgentStatus::blocked), makePane(u"w"_s, AgentStatus::done)}));
+    auto result = store.reconcileTransitions(makeSnapshot(
+        {makePane(u"a"_s, AgentStatus::blocked), makePane(u"w"_s, AgentStatus::done)}));
     EXPECT_EQ(result.newlyFinishedPaneIDs, std::vector<QString>{u"w"_s});
     EXPECT_EQ(store.revision(), 2);
     EXPECT_EQ(store.pane(u"b"_s), nullptr);
@@ -199,10 +202,10 @@ TEST_F(StateStoreTest, ReconcileReportsPassagesOnceAndCountsOneRevision)
     EXPECT_TRUE(store.finishedUnseen().contains(u"w"_s));
 
     // A pane that finishes in the same poll that focuses it was seen.
-    result = store.reconcileTransitions(
-        makeSnapshot({makePane(u"a"_s, AgentStatus::working), makePane(u"w"_s, AgentStatus::done)}, u"a"_s));
-    result = store.reconcileTransitions(
-        makeSnapshot({makePane(u"a"_s, AgentStatus::idle), makePane(u"w"_s, AgentStatus::done)}, u"a"_s));
+    result = store.reconcileTransitions(makeSnapshot(
+        {makePane(u"a"_s, AgentStatus::working), makePane(u"w"_s, AgentStatus::done)}, u"a"_s));
+    result = store.reconcileTransitions(makeSnapshot(
+        {makePane(u"a"_s, AgentStatus::idle), makePane(u"w"_s, AgentStatus::done)}, u"a"_s));
     EXPECT_EQ(result, StateTransitionResult{});
 
     // Tabs and workspaces alone count as a change too, once.
@@ -240,16 +243,16 @@ TEST_F(StateStoreTest, ReplayedCreationDoesNotOverwriteALivePane)
 
 TEST_F(StateStoreTest, HydrateRaisesNoPassagesAndKeepsOnlyLivePanes)
 {
-    store.hydrate(makeSnapshot({makePane(u"a"_s, AgentStatus::working),
-                                makePane(u"b"_s, AgentStatus::working)}));
+    store.hydrate(makeSnapshot(
+        {makePane(u"a"_s, AgentStatus::working), makePane(u"b"_s, AgentStatus::working)}));
     store.apply(statusEvent(u"a"_s, u"idle"_s));
     store.apply(statusEvent(u"b"_s, u"idle"_s));
     store.apply(statusEvent(u"ghost"_s, u"working"_s));
     current += 1s;
-    const Snapshot snapshot = makeSnapshot({makePane(u"a"_s, AgentStatus::idle),
-                                            makePane(u"c"_s, AgentStatus::blocked),
-                                            makePane(u"c"_s, AgentStatus::working)},
-                                           u"c"_s);
+    const Snapshot snapshot =
+        makeSnapshot({makePane(u"a"_s, AgentStatus::idle), makePane(u"c"_s, AgentStatus::blocked),
+                      makePane(u"c"_s, AgentStatus::working)},
+                     u"c"_s);
     const qint64 before = store.revision();
     store.hydrate(snapshot);
     store.hydrate(snapshot);
@@ -286,8 +289,8 @@ TEST_F(StateStoreTest, RollupsRankBlockedWorkingDoneIdleUnknown)
 
 TEST_F(StateStoreTest, SubscriptionsFollowTheHeldPanes)
 {
-    store.hydrate(makeSnapshot({makePane(u"w1:p2"_s, AgentStatus::idle),
-                                makePane(u"w1:p10"_s, AgentStatus::idle)}));
+    store.hydrate(makeSnapshot(
+        {makePane(u"w1:p2"_s, AgentStatus::idle), makePane(u"w1:p10"_s, AgentStatus::idle)}));
     const auto wire = [](const std::vector<Subscription>& list) {
         JSONValue::Array array;
         for (const Subscription& s : list)
@@ -298,7 +301,8 @@ TEST_F(StateStoreTest, SubscriptionsFollowTheHeldPanes)
                                  R"({"type":"pane.exited"},{"type":"pane.closed"}])";
     EXPECT_EQ(wire(store.currentSubscriptions(true)),
               R"([{"pane_id":"w1:p10","type":"pane.agent_status_changed"},)"
-              R"({"pane_id":"w1:p2","type":"pane.agent_status_changed"},)" + lifecycle);
+              R"({"pane_id":"w1:p2","type":"pane.agent_status_changed"},)"
+                  + lifecycle);
     EXPECT_EQ(wire(store.currentSubscriptions(false)), "[" + lifecycle);
 }
 

@@ -18,8 +18,9 @@ TEST(Subscription, PaneIDIsOnTheWireOnlyWhenPresent)
 {
     const std::vector<Subscription> list = {{u"pane.agent_status_changed"_s, u"w1:p1"_s},
                                             {u"pane.created"_s, std::nullopt}};
-    EXPECT_EQ(Subscription::subscribeParams(list).serialized(),
-              R"({"subscriptions":[{"pane_id":"w1:p1","type":"pane.agent_status_changed"},{"type":"pane.created"}]})");
+    EXPECT_EQ(
+        Subscription::subscribeParams(list).serialized(),
+        R"({"subscriptions":[{"pane_id":"w1:p1","type":"pane.agent_status_changed"},{"type":"pane.created"}]})");
     // An empty pane id is still sent: it is not the same as none at all.
     EXPECT_EQ((Subscription{u"pane.created"_s, QString()}).asJSONValue().serialized(),
               R"({"pane_id":"","type":"pane.created"})");
@@ -81,19 +82,22 @@ TEST_F(EventStreamTest, SubscribesThenPassesEventsButNotTheAcknowledgement)
     server.setPaneExists([](const QString&) { return true; });
     auto stream = open(server.socketPath());
     ASSERT_TRUE(server.waitForSubscribers(1, 5s));
-    EXPECT_EQ(server.requestLines(),
-              std::vector<QByteArray>{
-                  R"({"id":"sub","method":"events.subscribe","params":{"subscriptions":[{"pane_id":"w1:p1","type":"pane.agent_status_changed"},{"type":"pane.created"}]}})"});
+    EXPECT_EQ(
+        server.requestLines(),
+        std::vector<QByteArray>{
+            R"({"id":"sub","method":"events.subscribe","params":{"subscriptions":[{"pane_id":"w1:p1","type":"pane.agent_status_changed"},{"type":"pane.created"}]}})"});
 
-    server.publish(u"pane.agent_status_changed"_s,
-                   JSONValue::object({{u"pane_id"_s, u"w1:p1"_s}, {u"agent_status"_s, u"blocked"_s}}));
+    server.publish(
+        u"pane.agent_status_changed"_s,
+        JSONValue::object({{u"pane_id"_s, u"w1:p1"_s}, {u"agent_status"_s, u"blocked"_s}}));
     server.publishRaw("not json at all");
     server.publishRaw(R"({"error":null,"event":"pane_created","data":{}})");
     server.publishRaw("[1,2]");
     const auto values = collect(*stream, 3);
     ASSERT_EQ(values.size(), 3u);
-    EXPECT_EQ(values[0].serialized(),
-              R"({"data":{"agent_status":"blocked","pane_id":"w1:p1"},"event":"pane.agent_status_changed"})");
+    EXPECT_EQ(
+        values[0].serialized(),
+        R"({"data":{"agent_status":"blocked","pane_id":"w1:p1"},"event":"pane.agent_status_changed"})");
     EXPECT_EQ(values[1].serialized(), R"({"data":{},"error":null,"event":"pane_created"})");
     EXPECT_EQ(values[2].serialized(), "[1,2]");
     EXPECT_FALSE(stream->take());
@@ -116,7 +120,8 @@ TEST_F(EventStreamTest, StopEndsEveryWaitAtOnce)
     EXPECT_EQ(clock.requestedSleeps(), std::vector<double>{});
 
     // Waiting for an acknowledgement that never comes.
-    server.setHandler(u"events.subscribe"_s, [](const FakeRequest&) { return FakeReply::silent(); });
+    server.setHandler(u"events.subscribe"_s,
+                      [](const FakeRequest&) { return FakeReply::silent(); });
     auto unanswered = open(server.socketPath());
     ASSERT_TRUE(server.waitForRequests(2, 5s));
     stopsAtOnce(*unanswered);
@@ -135,8 +140,9 @@ TEST_F(EventStreamTest, ARejectedSubscriptionYieldsTheMarkerAndEnds)
     auto stream = open(server.socketPath());
     const auto values = collect(*stream, 5);
     ASSERT_EQ(values.size(), 1u);
-    EXPECT_EQ(values[0].serialized(),
-              R"({"data":{"code":"pane_not_found","message":"pane w1:p1 not found"},"event":"__subscribe_error"})");
+    EXPECT_EQ(
+        values[0].serialized(),
+        R"({"data":{"code":"pane_not_found","message":"pane w1:p1 not found"},"event":"__subscribe_error"})");
     EXPECT_TRUE(stream->isAtEnd());
     ASSERT_TRUE(stream->waitForLoopExit(5s));
     // The stream does not try again by itself.
@@ -184,8 +190,9 @@ TEST_F(EventStreamTest, AConnectionThatGotAsFarAsSubscribingResetsTheBackoff)
     stream->stop();
     EXPECT_TRUE(stream->waitForLoopExit(5s));
     const auto lines = debugOutput();
-    EXPECT_NE(std::find(lines.begin(), lines.end(), u"[events] error: herdr closed the event stream"_s),
-              lines.end());
+    EXPECT_NE(
+        std::find(lines.begin(), lines.end(), u"[events] error: herdr closed the event stream"_s),
+        lines.end());
 }
 
 TEST_F(EventStreamTest, DebugLinesShowTheFirstEightyCharactersOfEachLine)
@@ -198,7 +205,8 @@ TEST_F(EventStreamTest, DebugLinesShowTheFirstEightyCharactersOfEachLine)
     ASSERT_EQ(collect(*stream, 1).size(), 1u);
     const auto lines = debugOutput();
     ASSERT_EQ(lines.size(), 3u);
-    EXPECT_EQ(lines[1], u"[events] line: {\"id\":\"sub\",\"result\":{\"type\":\"subscription_started\"}}"_s);
+    EXPECT_EQ(lines[1],
+              u"[events] line: {\"id\":\"sub\",\"result\":{\"type\":\"subscription_started\"}}"_s);
     EXPECT_EQ(lines[2], u"[events] line: {\"data\":\""_s + QString(u"🇫🇷"_s).repeated(71));
 }
 

@@ -31,8 +31,8 @@ protected:
 TEST_F(HerdrClientTest, SendsOneByteExactLinePerRequest)
 {
     server.setHandler(u"session.snapshot"_s, [](const FakeRequest&) {
-        return FakeReply::result(JSONValue::object({{u"type"_s, u"session_snapshot"_s},
-                                                    {u"snapshot"_s, JSONValue(JSONValue::Object{})}}));
+        return FakeReply::result(JSONValue::object(
+            {{u"type"_s, u"session_snapshot"_s}, {u"snapshot"_s, JSONValue(JSONValue::Object{})}}));
     });
     const auto first = send(u"session.snapshot"_s);
     const auto second = send(u"session.snapshot"_s);
@@ -51,11 +51,13 @@ TEST_F(HerdrClientTest, ReadsTheReplyLineWhateverFollowsOrLacksIt)
         const char* expected;
     };
     const Case cases[] = {
-        {R"({"id":"1","result":{"type":"pong","version":"0.8.0"}})", R"({"type":"pong","version":"0.8.0"})"},
+        {R"({"id":"1","result":{"type":"pong","version":"0.8.0"}})",
+         R"({"type":"pong","version":"0.8.0"})"},
         {"{\"id\":\"1\",\"result\":1}\n{\"id\":\"1\",\"result\":2}\n", "1"},
     };
     for (const auto& c : cases) {
-        server.setHandler(u"ping"_s, [bytes = c.bytes](const FakeRequest&) { return FakeReply::raw(bytes); });
+        server.setHandler(u"ping"_s,
+                          [bytes = c.bytes](const FakeRequest&) { return FakeReply::raw(bytes); });
         const auto reply = send(u"ping"_s);
         ASSERT_TRUE(reply) << c.bytes.toStdString();
         EXPECT_EQ(reply->serialized(), QByteArray(c.expected));
@@ -64,8 +66,10 @@ TEST_F(HerdrClientTest, ReadsTheReplyLineWhateverFollowsOrLacksIt)
 
 TEST_F(HerdrClientTest, EachBrokenReplyHasItsTypedFailure)
 {
-    server.setHandler(u"closes"_s, [](const FakeRequest&) { return FakeReply::closeWithoutReply(); });
-    server.setHandler(u"half"_s, [](const FakeRequest&) { return FakeReply::raw(R"({"id":"1","res)"); });
+    server.setHandler(u"closes"_s,
+                      [](const FakeRequest&) { return FakeReply::closeWithoutReply(); });
+    server.setHandler(u"half"_s,
+                      [](const FakeRequest&) { return FakeReply::raw(R"({"id":"1","res)"); });
     server.setHandler(u"garbage"_s,
                       [](const FakeRequest&) { return FakeReply::raw("{\"id\":\"\xff\xfe\"}\n"); });
     server.setHandler(u"refused"_s, [](const FakeRequest&) {
@@ -98,8 +102,8 @@ TEST_F(HerdrClientTest, HandlesAReplyOfSeveralMegabytes)
 {
     const QString text(3 * 1024 * 1024, u'x');
     server.setHandler(u"pane.read"_s, [text](const FakeRequest&) {
-        return FakeReply::result(JSONValue::object(
-            {{u"read"_s, JSONValue::object({{u"text"_s, text}})}}));
+        return FakeReply::result(
+            JSONValue::object({{u"read"_s, JSONValue::object({{u"text"_s, text}})}}));
     });
     const auto reply = send(u"pane.read"_s);
     ASSERT_TRUE(reply);

@@ -22,7 +22,11 @@ TEST(JSONValue, WritesNumbersAsHerdrReadsThem)
         const char* text;
     };
     // Integral values must not gain a fraction: herdr parses `lines` as an unsigned integer.
-    const Case cases[] = {{16, "16"}, {-3, "-3"}, {0, "0"}, {0.25, "0.25"}, {1e300, "1e+300"},
+    const Case cases[] = {{16, "16"},
+                          {-3, "-3"},
+                          {0, "0"},
+                          {0.25, "0.25"},
+                          {1e300, "1e+300"},
                           {9007199254740993.0, "9007199254740992"},
                           {std::numeric_limits<double>::quiet_NaN(), "null"}};
     for (const auto& c : cases)
@@ -32,7 +36,8 @@ TEST(JSONValue, WritesNumbersAsHerdrReadsThem)
 TEST(JSONValue, EscapesOnlyWhatJSONRequires)
 {
     const auto value = JSONValue(u"quote\" back\\ nl\n tab\t bell\x07 é ❯"_s);
-    EXPECT_EQ(value.serialized(), QByteArray("\"quote\\\" back\\\\ nl\\n tab\\t bell\\u0007 é ❯\""));
+    EXPECT_EQ(value.serialized(),
+              QByteArray("\"quote\\\" back\\\\ nl\\n tab\\t bell\\u0007 é ❯\""));
     EXPECT_EQ(*JSONValue::parse(value.serialized()), value);
 }
 
@@ -50,8 +55,14 @@ TEST(JSONValue, ParsesAnyValidValueIncludingNonObjects)
 
 TEST(JSONValue, RefusesWhatIsNotJSON)
 {
-    const QByteArray bad[] = {"", "{", "{\"a\":1", "[1,]", "nul", "{\"a\":1} x",
-                              QByteArray("\"\xff\xfe\""), QByteArray("\"\xc3\""),
+    const QByteArray bad[] = {"",
+                              "{",
+                              "{\"a\":1",
+                              "[1,]",
+                              "nul",
+                              "{\"a\":1} x",
+                              QByteArray("\"\xff\xfe\""),
+                              QByteArray("\"\xc3\""),
                               QByteArray(100000, '[')};
     for (const auto& bytes : bad) {
         const auto result = JSONValue::parse(bytes);

@@ -23,11 +23,12 @@ TEST(WireRecords, EmptySnapshotDecodesButOneBadPaneFailsTheWhole)
 {
     const auto snapshot = Snapshot::decode(json("{}"));
     ASSERT_TRUE(snapshot);
-    EXPECT_TRUE(snapshot->panes.empty() && snapshot->tabs.empty() && snapshot->workspaces.empty() &&
-                snapshot->agents.empty());
+    EXPECT_TRUE(snapshot->panes.empty() && snapshot->tabs.empty() && snapshot->workspaces.empty()
+                && snapshot->agents.empty());
     EXPECT_FALSE(snapshot->version || snapshot->protocol || snapshot->focusedPaneID);
 
-    const auto bad = Snapshot::decode(JSONValue::object({{u"panes"_s, JSONValue::array({json(paneA), json(R"({"pane_id":"b"})")})}}));
+    const auto bad = Snapshot::decode(JSONValue::object(
+        {{u"panes"_s, JSONValue::array({json(paneA), json(R"({"pane_id":"b"})")})}}));
     ASSERT_FALSE(bad);
     EXPECT_TRUE(bad.error().message.contains(u"terminal_id"_s));
 }
@@ -70,7 +71,8 @@ TEST(WireRecords, PaneDecodingIsTolerantOfValuesButNotOfShape)
     EXPECT_FALSE(withChange(u"agent"_s, JSONValue())->agent.has_value());
     EXPECT_FALSE(withChange(u"-terminal_id"_s, JSONValue()).has_value());
     EXPECT_FALSE(withChange(u"agent_status"_s, 3).has_value());
-    EXPECT_FALSE(withChange(u"agent"_s, 3).has_value()) << "an optional key of the wrong type fails";
+    EXPECT_FALSE(withChange(u"agent"_s, 3).has_value())
+        << "an optional key of the wrong type fails";
     EXPECT_FALSE(withChange(u"revision"_s, -1).has_value());
     EXPECT_FALSE(withChange(u"revision"_s, 1.5).has_value());
     EXPECT_FALSE(withChange(u"tokens"_s, JSONValue::object({{u"nh"_s, 1}})).has_value());
@@ -100,22 +102,28 @@ TEST(WireRecords, EnvelopeReadsPaneIDAndStatusFromEitherPlace)
     EXPECT_TRUE(bare->data.isNull());
     EXPECT_FALSE(bare->paneID());
 
-    EXPECT_EQ(EventEnvelope::from(json(R"({"event":"x","data":{"pane":{"pane_id":"p"}}})"))->paneID(),
-              u"p"_s);
-    EXPECT_EQ(EventEnvelope::from(json(R"({"event":"x","data":{"pane_id":"q","pane":{"pane_id":"p"}}})"))
-                  ->paneID(),
-              u"q"_s);
+    EXPECT_EQ(
+        EventEnvelope::from(json(R"({"event":"x","data":{"pane":{"pane_id":"p"}}})"))->paneID(),
+        u"p"_s);
+    EXPECT_EQ(
+        EventEnvelope::from(json(R"({"event":"x","data":{"pane_id":"q","pane":{"pane_id":"p"}}})"))
+            ->paneID(),
+        u"q"_s);
     EXPECT_FALSE(EventEnvelope::from(json(R"({"event":"x","data":"w1:p1"})"))->paneID());
 
-    const auto status = EventEnvelope::from(
-        json(R"({"event":"pane.agent_status_changed","data":{"pane_id":"w1:p2","agent_status":"napping"}})"));
+    const auto status = EventEnvelope::from(json(
+        R"({"event":"pane.agent_status_changed","data":{"pane_id":"w1:p2","agent_status":"napping"}})"));
     EXPECT_EQ(status->agentStatus(), AgentStatus::unknown);
-    EXPECT_FALSE(EventEnvelope::from(json(R"({"event":"x","data":{"agent_status":1}})"))->agentStatus());
+    EXPECT_FALSE(
+        EventEnvelope::from(json(R"({"event":"x","data":{"agent_status":1}})"))->agentStatus());
 
     // A pane record that does not decode is silently absent.
-    EXPECT_FALSE(EventEnvelope::from(json(R"({"event":"pane_created","data":{"pane":{"pane_id":"p"}}})"))->pane());
-    const auto created = EventEnvelope::from(JSONValue::object(
-        {{u"event"_s, u"pane_created"_s}, {u"data"_s, JSONValue::object({{u"pane"_s, json(paneA)}})}}));
+    EXPECT_FALSE(
+        EventEnvelope::from(json(R"({"event":"pane_created","data":{"pane":{"pane_id":"p"}}})"))
+            ->pane());
+    const auto created = EventEnvelope::from(
+        JSONValue::object({{u"event"_s, u"pane_created"_s},
+                           {u"data"_s, JSONValue::object({{u"pane"_s, json(paneA)}})}}));
     EXPECT_EQ(created->pane()->paneID, u"a"_s);
 }
 
@@ -124,8 +132,9 @@ TEST(WireRecords, ParameterRecordsLeaveAbsentKeysOut)
     PaneReadParams detection{u"w1:p1"_s, ReadSource::detection, {}, {}, {}};
     EXPECT_EQ(detection.asJSONValue().serialized(), R"({"pane_id":"w1:p1","source":"detection"})");
     PaneReadParams recent{u"w1:p2"_s, ReadSource::recentUnwrapped, 16, u"text"_s, true};
-    EXPECT_EQ(recent.asJSONValue().serialized(),
-              R"({"format":"text","lines":16,"pane_id":"w1:p2","source":"recent_unwrapped","strip_ansi":true})");
+    EXPECT_EQ(
+        recent.asJSONValue().serialized(),
+        R"({"format":"text","lines":16,"pane_id":"w1:p2","source":"recent_unwrapped","strip_ansi":true})");
     EXPECT_EQ(PaneReadParams::decode(recent.asJSONValue()), recent);
     EXPECT_EQ((PaneSendKeysParams{u"w1:p1"_s, {u"1"_s, u"enter"_s}}.asJSONValue().serialized()),
               R"({"keys":["1","enter"],"pane_id":"w1:p1"})");
@@ -148,7 +157,8 @@ TEST(WireRecords, ReplyClassification)
         {R"([1,2])", "null", nullptr, nullptr},
         {R"({"id":"","error":{"code":"invalid_request","message":"invalid request: x"}})", nullptr,
          "invalid_request", "invalid request: x"},
-        {R"({"id":"1","error":{"message":"only a message"}})", nullptr, "unknown", "only a message"},
+        {R"({"id":"1","error":{"message":"only a message"}})", nullptr, "unknown",
+         "only a message"},
         {R"({"id":"1","error":"plain text"})", nullptr, "unknown", "plain text"},
         {R"({"id":"1","error":{"code":7,"message":{"a":1}}})", nullptr, "unknown", "\"message\""},
     };

@@ -27,7 +27,8 @@ protected:
         server->start(u"Xvfb"_s, {u"-displayfd"_s, u"1"_s, u"-screen"_s, u"0"_s, u"1024x768x24"_s,
                                   u"-nolisten"_s, u"tcp"_s});
         ASSERT_TRUE(server->waitForStarted(10000));
-        ASSERT_TRUE(processEventsUntil([] { return server->canReadLine() || server->waitForReadyRead(50); }));
+        ASSERT_TRUE(processEventsUntil(
+            [] { return server->canReadLine() || server->waitForReadyRead(50); }));
         display = u":"_s + QString::fromLatin1(server->readLine().trimmed());
         windowManager = start(u"openbox"_s, {u"--sm-disable"_s});
         X11DesktopWindows probe(display);
@@ -83,7 +84,8 @@ protected:
     }
 
     // Starts a window and waits until the window manager lists it.
-    RunningWindow open(const QString& program, const QStringList& arguments, const QString& className)
+    RunningWindow open(const QString& program, const QStringList& arguments,
+                       const QString& className)
     {
         clients.emplace_back(start(program, arguments));
         X11DesktopWindows desktop(display);
@@ -112,7 +114,8 @@ TEST_F(X11Desktop, ListsWindowsAndRaisesThePreferredTerminal)
     EXPECT_EQ(xterm.instanceName, u"xterm"_s);
     EXPECT_GT(xterm.processID, 0);
     EXPECT_EQ(xterm.executable, u"xterm"_s);
-    const RunningWindow note = open(u"xmessage"_s, {u"-name"_s, u"note"_s, u"not a terminal"_s}, u"Xmessage"_s);
+    const RunningWindow note =
+        open(u"xmessage"_s, {u"-name"_s, u"note"_s, u"not a terminal"_s}, u"Xmessage"_s);
     X11DesktopWindows desktop(display);
     ASSERT_TRUE(processEventsUntil([&] { return desktop.activeWindow() == note.windowID; }));
 
@@ -127,8 +130,8 @@ TEST(X11DesktopWithoutServer, FindsNothingAndSaysSo)
     EXPECT_FALSE(desktop.isConnected());
     EXPECT_TRUE(desktop.windows().empty());
     TerminalActivator automatic(TerminalActivator::Automatic{}, desktop);
-    EXPECT_EQ(automatic.present(),
-              TerminalPresentation::unavailable(TerminalPresentationFailure::noSupportedTerminalRunning()));
+    EXPECT_EQ(automatic.present(), TerminalPresentation::unavailable(
+                                       TerminalPresentationFailure::noSupportedTerminalRunning()));
 }
 
 } // namespace

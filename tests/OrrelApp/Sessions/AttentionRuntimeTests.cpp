@@ -26,8 +26,9 @@ protected:
 
     void poll(SessionDescriptor descriptor)
     {
-        make(std::move(descriptor), 5.0,
-             {{u"HOME"_s, home.path()}, {u"ORREL_PI_SENTINEL_DIR"_s, home.filePath(u"sentinel"_s)}});
+        make(
+            std::move(descriptor), 5.0,
+            {{u"HOME"_s, home.path()}, {u"ORREL_PI_SENTINEL_DIR"_s, home.filePath(u"sentinel"_s)}});
         runTask(runtime->pollOnce());
     }
 

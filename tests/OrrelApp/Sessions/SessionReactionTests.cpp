@@ -42,7 +42,8 @@ TEST_F(SessionReactionTest, APollRunsEveryReactionBeforeTheHostHears)
     const auto activity = r.activity().state(u"w1:p2"_s);
     ASSERT_TRUE(activity && activity->recentOutput);
     EXPECT_TRUE(activity->recentOutput->contains(u"12 passed"_s));
-    EXPECT_EQ(r.agentModesByPane(), (std::map<QString, AgentMode>{{u"w1:p2"_s, AgentMode::acceptEdits}}));
+    EXPECT_EQ(r.agentModesByPane(),
+              (std::map<QString, AgentMode>{{u"w1:p2"_s, AgentMode::acceptEdits}}));
     EXPECT_FALSE(r.activity().state(u"w2:p1"_s)) << "only the selected pane is read";
 
     // The agent finishes: the next poll keeps the sentence it ended its turn with.
@@ -77,7 +78,8 @@ TEST_F(SessionReactionTest, AStatusEventIsACycleOfItsOwnThatReadsPromptsAndSumma
     EXPECT_EQ(runtime->interactions().completionSummary(u"w1:p2"_s),
               u"All twelve tests pass and the build is green."_s);
 
-    scenario.setScreen(u"w2:p1"_s, FakeScreen{u"Allow the agent to run `rm -rf build`?\n"_s, {}, {}});
+    scenario.setScreen(u"w2:p1"_s,
+                       FakeScreen{u"Allow the agent to run `rm -rf build`?\n"_s, {}, {}});
     scenario.setPaneStatus(u"w2:p1"_s, AgentStatus::blocked);
     ASSERT_TRUE(processEventsUntil([&] { return host.cycles.size() == 3; }));
     EXPECT_EQ(host.cycles[2].transitions.newlyBlockedPaneIDs, std::vector<QString>{u"w2:p1"_s});
@@ -91,12 +93,12 @@ TEST_F(SessionReactionTest, AnOpenCodePaneIsReadFromItsOwnServerAndNeverFromItsS
 {
     FakeOpenCodeServer openCode;
     ASSERT_TRUE(openCode.start());
-    openCode.setPermissions(JSONValue::array({JSONValue::object(
-        {{u"id"_s, u"per_1"_s},
-         {u"sessionID"_s, u"ses_1"_s},
-         {u"permission"_s, u"bash"_s},
-         {u"patterns"_s, JSONValue::array({u"git push"_s})},
-         {u"always"_s, JSONValue::array({u"git push *"_s})}})}));
+    openCode.setPermissions(JSONValue::array(
+        {JSONValue::object({{u"id"_s, u"per_1"_s},
+                            {u"sessionID"_s, u"ses_1"_s},
+                            {u"permission"_s, u"bash"_s},
+                            {u"patterns"_s, JSONValue::array({u"git push"_s})},
+                            {u"always"_s, JSONValue::array({u"git push *"_s})}})}));
     scenario.addPane(JSONValue::object(
         {{u"pane_id"_s, u"w2:p2"_s},
          {u"agent"_s, u"opencode"_s},

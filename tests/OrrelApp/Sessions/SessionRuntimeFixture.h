@@ -13,7 +13,6 @@
 using namespace Qt::StringLiterals;
 using namespace std::chrono_literals;
 
-
 struct Cycle {
     StateTransitionResult transitions;
     std::optional<QString> selected;
@@ -27,8 +26,8 @@ public:
                                            StateTransitionResult transitions,
                                            std::optional<QString> selectedPaneID) override
     {
-        cycles.push_back({std::move(transitions), std::move(selectedPaneID),
-                          runtime->connection(), runtime->errorText()});
+        cycles.push_back({std::move(transitions), std::move(selectedPaneID), runtime->connection(),
+                          runtime->errorText()});
         co_return;
     }
     bool usesPerPaneStatusSubscriptions(const SessionRuntime&) const override { return true; }

@@ -87,15 +87,16 @@ TEST_F(SessionRuntimeTest, WhatHerdrAnswersDecidesTheConnection)
         {"not JSON", FakeReply::raw("{{{\n"), SessionRuntime::Connection::unavailable},
         {"a pane that does not decode",
          FakeReply::result(JSONValue::object(
-             {{u"snapshot"_s,
-               JSONValue::object({{u"panes"_s, JSONValue::array({JSONValue(JSONValue::Object{})})}})}})),
+             {{u"snapshot"_s, JSONValue::object({{u"panes"_s, JSONValue::array({JSONValue(
+                                                                  JSONValue::Object{})})}})}})),
          SessionRuntime::Connection::unavailable},
         {"closed without a reply", FakeReply::closeWithoutReply(),
          SessionRuntime::Connection::unavailable},
         {"never answers", FakeReply::silent(), SessionRuntime::Connection::unavailable},
     };
     for (const auto& c : cases) {
-        server.setHandler(u"session.snapshot"_s, [reply = c.reply](const FakeRequest&) { return reply; });
+        server.setHandler(u"session.snapshot"_s,
+                          [reply = c.reply](const FakeRequest&) { return reply; });
         SessionRuntime& r = make(SessionDescriptor::localDefault({}), 0.2);
         runTask(r.pollOnce());
         EXPECT_EQ(r.connection(), c.expected) << c.name;
@@ -110,16 +111,17 @@ TEST_F(SessionRuntimeTest, AQuietRemoteSessionOutOfSightPollsEverySevenAndAHalfS
     r.start(&host);
     ASSERT_TRUE(processEventsUntil([&] { return host.cycles.size() == 1; }));
     EXPECT_EQ(clock.requestedSleeps(), std::vector<double>{7.5});
-    EXPECT_EQ(r.unreachableMessage(), u"Couldn't reach herdr on build-box — is it running there?"_s);
+    EXPECT_EQ(r.unreachableMessage(),
+              u"Couldn't reach herdr on build-box — is it running there?"_s);
 }
 
 TEST_F(SessionRuntimeTest, ANewPaneLeadsToASubscriptionThatIncludesIt)
 {
     startWatching();
     // A replayed creation of a pane already watched changes nothing.
-    server.publish(u"pane_created"_s, JSONValue::object({{u"pane"_s, *scenario.snapshotJSON()
-                                                                          .member(u"panes")
-                                                                          ->element(0)}}));
+    server.publish(
+        u"pane_created"_s,
+        JSONValue::object({{u"pane"_s, *scenario.snapshotJSON().member(u"panes")->element(0)}}));
     ASSERT_TRUE(processEventsUntil([&] { return host.cycles.size() == 2; }));
     EXPECT_EQ(clock.requestedSleeps().size(), 1u) << "no pause of the event task";
 
@@ -137,7 +139,8 @@ TEST_F(SessionRuntimeTest, ANewPaneLeadsToASubscriptionThatIncludesIt)
 
     scenario.setPaneStatus(u"w1:p9"_s, AgentStatus::blocked);
     ASSERT_TRUE(processEventsUntil([&] {
-        return host.cycles.back().transitions.newlyBlockedPaneIDs == std::vector<QString>{u"w1:p9"_s};
+        return host.cycles.back().transitions.newlyBlockedPaneIDs
+               == std::vector<QString>{u"w1:p9"_s};
     }));
 }
 
@@ -150,8 +153,8 @@ TEST_F(SessionRuntimeTest, PanesFirstSeenByAPollAreSubscribedTo)
     // The next pass starts from what the store knows once the poll has merged.
     ASSERT_TRUE(processEventsUntil([&] {
         const auto sleeps = clock.requestedSleeps();
-        return std::count(sleeps.begin(), sleeps.end(), 0.5) >= 1 &&
-               runtime->store().panes().size() == 3;
+        return std::count(sleeps.begin(), sleeps.end(), 0.5) >= 1
+               && runtime->store().panes().size() == 3;
     }));
     clock.advance(0.5s);
     const QByteArray withEveryPane =
@@ -179,7 +182,8 @@ TEST_F(SessionRuntimeTest, ARejectedSubscriptionIsShownUntilTheNextGoodPoll)
     runtime->startEventTask(true);
     ASSERT_TRUE(processEventsUntil([&] { return runtime->error().has_value(); }));
     EXPECT_EQ(runtime->connection(), SessionRuntime::Connection::unavailable);
-    EXPECT_EQ(runtime->errorText(), u"herdr rejected the event subscription: pane w1:p2 not found"_s);
+    EXPECT_EQ(runtime->errorText(),
+              u"herdr rejected the event subscription: pane w1:p2 not found"_s);
     // A rejection is no cycle, and what the poll found stays.
     EXPECT_EQ(host.cycles.size(), 1u);
     EXPECT_EQ(runtime->interactions().state(u"w1:p1"_s), prompt);
@@ -207,15 +211,16 @@ TEST_F(SessionRuntimeTest, MalformedEventsLeaveTheStoreAsItWas)
 {
     startWatching();
     const qint64 revision = runtime->store().revision();
-    for (const char* line : {R"({"event":"pane.agent_status_changed","data":{}})",
-                             R"({"event":"pane.agent_status_changed","data":{"agent_status":"blocked"}})",
-                             R"({"event":"pane.agent_status_changed"})",
-                             R"({"event":5,"data":{"pane_id":"w1:p1"}})", R"("just a string")",
-                             "garbage"}) {
+    for (const char* line :
+         {R"({"event":"pane.agent_status_changed","data":{}})",
+          R"({"event":"pane.agent_status_changed","data":{"agent_status":"blocked"}})",
+          R"({"event":"pane.agent_status_changed"})", R"({"event":5,"data":{"pane_id":"w1:p1"}})",
+          R"("just a string")", "garbage"}) {
         server.publishRaw(line);
     }
     // A status outside herdr's list reads as unknown.
-    server.publishRaw(R"({"event":"pane.agent_status_changed","data":{"pane_id":"w1:p1","agent_status":"sleeping"}})");
+    server.publishRaw(
+        R"({"event":"pane.agent_status_changed","data":{"pane_id":"w1:p1","agent_status":"sleeping"}})");
     ASSERT_TRUE(processEventsUntil([&] { return runtime->store().revision() != revision; }));
     EXPECT_EQ(runtime->store().revision(), revision + 1);
     EXPECT_EQ(runtime->store().pane(u"w1:p1"_s)->agentStatus, AgentStatus::unknown);
@@ -313,7 +318,8 @@ TEST_F(SessionRuntimeTest, AnEscalationAnswerGoesOutOnlyWhileTheQuestionStands)
                    R"("origin":{"paneId":"w1:p1"},"questions":[{"question":"Which DB?"}]})"
                    "\n"
                    R"({"questionId":"q1","type":"escalated"})"
-                   "\n" + extra);
+                   "\n"
+                   + extra);
     };
     writeJournal({});
     SessionRuntime& r = make(SessionDescriptor::localDefault({}), 5.0,
@@ -339,8 +345,9 @@ TEST_F(SessionRuntimeTest, AnEscalationAnswerGoesOutOnlyWhileTheQuestionStands)
     writeJournal(R"({"questionId":"q1","type":"resolve-intent"})");
     sent = runTask(r.sendEscalationAnswer(u"q1"_s, u"w2:p1"_s, u"w1:p1"_s, message), 5s);
     ASSERT_FALSE(sent);
-    EXPECT_EQ(sent.error().errorDescription(),
-              u"Escalation changed or delivery is unconfirmed. Nothing was sent; re-read its status."_s);
+    EXPECT_EQ(
+        sent.error().errorDescription(),
+        u"Escalation changed or delivery is unconfirmed. Nothing was sent; re-read its status."_s);
     EXPECT_EQ(server.requestsFor(u"pane.send_text"_s).size(), 1u);
 }
 

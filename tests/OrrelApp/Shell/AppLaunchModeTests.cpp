@@ -15,8 +15,10 @@ TEST(AppLaunchMode, SelectsTheJobFromTheArguments)
     };
     const Case cases[] = {
         {{u"/usr/bin/orrel-sentry"_s}, {K::normal, {}}},
-        {{u"orrel-sentry"_s, u"selftest"_s, u"--result"_s, u"/tmp/x"_s}, {K::selfTestPrompt, u"/tmp/x"_s}},
-        {{u"orrel-sentry"_s, u"selftest"_s, u"-v"_s, u"--result"_s, u"/r"_s}, {K::selfTestPrompt, u"/r"_s}},
+        {{u"orrel-sentry"_s, u"selftest"_s, u"--result"_s, u"/tmp/x"_s},
+         {K::selfTestPrompt, u"/tmp/x"_s}},
+        {{u"orrel-sentry"_s, u"selftest"_s, u"-v"_s, u"--result"_s, u"/r"_s},
+         {K::selfTestPrompt, u"/r"_s}},
         // An incomplete self-test form is not a self-test.
         {{u"orrel-sentry"_s, u"selftest"_s, u"--result"_s}, {K::normal, {}}},
         {{u"orrel-sentry"_s, u"SELFTEST"_s, u"--result"_s, u"/r"_s}, {K::normal, {}}},
@@ -27,7 +29,8 @@ TEST(AppLaunchMode, SelectsTheJobFromTheArguments)
         {{}, {K::normal, {}}},
     };
     for (const auto& c : cases)
-        EXPECT_EQ(AppLaunchMode::fromArguments(c.arguments), c.expected) << c.arguments.join(u' ').toStdString();
+        EXPECT_EQ(AppLaunchMode::fromArguments(c.arguments), c.expected)
+            << c.arguments.join(u' ').toStdString();
 }
 
 } // namespace

@@ -37,11 +37,12 @@ TEST_F(CommandLineTest, SnapshotListsThePanesForPeopleAndAsJSONLines)
 {
     const ProgramRun table = run(orrelctl, {u"snapshot"_s, u"--socket"_s, server.socketPath()});
     EXPECT_EQ(table.status, 0) << table.err.toStdString();
-    EXPECT_TRUE(table.out.contains(u"w1:p1"_s) && table.out.contains(u"blocked"_s) &&
-                table.out.contains(u"agents (w1:t1)"_s))
+    EXPECT_TRUE(table.out.contains(u"w1:p1"_s) && table.out.contains(u"blocked"_s)
+                && table.out.contains(u"agents (w1:t1)"_s))
         << table.out.toStdString();
 
-    const ProgramRun json = run(orrelctl, {u"snapshot"_s, u"--json"_s, u"--socket"_s, server.socketPath()});
+    const ProgramRun json =
+        run(orrelctl, {u"snapshot"_s, u"--json"_s, u"--socket"_s, server.socketPath()});
     EXPECT_EQ(json.status, 0);
     const QStringList lines = json.out.split(u'\n', Qt::SkipEmptyParts);
     ASSERT_EQ(lines.size(), 1);
@@ -49,7 +50,8 @@ TEST_F(CommandLineTest, SnapshotListsThePanesForPeopleAndAsJSONLines)
     ASSERT_TRUE(value);
     // Keys come out sorted, so the line is its own canonical form.
     EXPECT_EQ(value->serialized(), lines[0].toUtf8());
-    EXPECT_EQ(value->member(u"panes")->element(0)->member(u"agent_status")->stringValue(), u"blocked"_s);
+    EXPECT_EQ(value->member(u"panes")->element(0)->member(u"agent_status")->stringValue(),
+              u"blocked"_s);
     EXPECT_EQ(value->member(u"panes")->element(1)->member(u"agent"), nullptr);
 }
 
@@ -65,7 +67,8 @@ TEST(CommandLine, UnreachableHerdrIsSaidOnOneLine)
     const ProgramRun ping = run(orrelctl, {u"ping"_s});
     EXPECT_EQ(ping.status, 1);
     EXPECT_EQ(ping.err.count(u'\n'), 1);
-    EXPECT_TRUE(ping.err.startsWith(u"Couldn't reach herdr — is it running?"_s)) << ping.err.toStdString();
+    EXPECT_TRUE(ping.err.startsWith(u"Couldn't reach herdr — is it running?"_s))
+        << ping.err.toStdString();
     EXPECT_TRUE(ping.err.contains(u"/nonexistent/herdr.sock"_s));
 
     const ProgramRun program = run(orrelSentry, {});
@@ -85,7 +88,8 @@ TEST(CommandLine, AnAnsweredErrorIsToldAsHerdrsRefusal)
     for (const ProgramRun& r : {run(orrelctl, {u"snapshot"_s, u"--socket"_s, server.socketPath()}),
                                 run(orrelSentry, {}, server.socketPath())}) {
         EXPECT_EQ(r.status, 1);
-        EXPECT_TRUE(r.err.startsWith(u"herdr refused the request (internal_error): state lock poisoned"_s))
+        EXPECT_TRUE(
+            r.err.startsWith(u"herdr refused the request (internal_error): state lock poisoned"_s))
             << r.err.toStdString();
         EXPECT_FALSE(r.err.contains(u"Couldn't reach"_s));
     }
@@ -110,7 +114,8 @@ TEST(CommandLine, BrokenRepliesFailWithOneClearLine)
         return FakeReply::result(*JSONValue::parse(
             R"({"type":"session_snapshot","snapshot":{"panes":[{"pane_id":"w1:p1"}]}})"));
     });
-    server.setHandler(u"ping"_s, [](const FakeRequest&) { return FakeReply::raw(R"({"id":"1","resu)"); });
+    server.setHandler(u"ping"_s,
+                      [](const FakeRequest&) { return FakeReply::raw(R"({"id":"1","resu)"); });
 
     const ProgramRun badPane = run(orrelctl, {u"snapshot"_s, u"--socket"_s, server.socketPath()});
     EXPECT_EQ(badPane.status, 1);

@@ -15,7 +15,8 @@ struct ProgramRun {
 
 // Runs `program` to its end, with herdr's socket given by the environment (none reachable when
 // `socket` is empty) rather than by whoever runs the tests.
-inline ProgramRun run(const QString& program, const QStringList& arguments, const QString& socket = {})
+inline ProgramRun run(const QString& program, const QStringList& arguments,
+                      const QString& socket = {})
 {
     QProcess process;
     auto environment = QProcessEnvironment::systemEnvironment();
