@@ -26,8 +26,8 @@ const QString forwardReason =
 TEST(SSHTunnelArguments, OverrideTheOptionsThatWouldShareOrRunCommands)
 {
     const QStringList arguments = boxConfiguration.arguments();
-    for (const QString option : {u"ControlMaster=no"_s, u"ControlPath=none"_s,
-                                 u"PermitLocalCommand=no"_s, u"BatchMode=yes"_s}) {
+    for (const QString& option : {u"ControlMaster=no"_s, u"ControlPath=none"_s,
+                                  u"PermitLocalCommand=no"_s, u"BatchMode=yes"_s}) {
         const auto at = arguments.indexOf(option);
         ASSERT_GT(at, 0) << option.toStdString();
         EXPECT_EQ(arguments[at - 1], u"-o"_s);
