@@ -2,6 +2,7 @@
 
 #include "HerdrClient/Wire/JSONDecoding.h"
 
+#include <QHash>
 #include <QString>
 
 #include <optional>
