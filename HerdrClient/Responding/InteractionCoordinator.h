@@ -13,6 +13,7 @@
 #include <QString>
 
 #include <chrono>
+#include <expected>
 #include <functional>
 #include <map>
 #include <optional>
@@ -96,6 +97,11 @@ public:
     // it was refused (busy, nothing on show, not blocked) or failed; the reason is then in the
     // record's `error`, except for the silent refusals.
     QCoro::Task<bool> respond(QString paneID, InteractionResponseIntent intent);
+    // The same, with what was read and sent, for a receipt; or the failure, absent for the
+    // silent refusals.
+    using ResponseReport =
+        std::expected<InteractionResponseResult, std::optional<InteractionResponseFailure>>;
+    QCoro::Task<ResponseReport> respondReporting(QString paneID, InteractionResponseIntent intent);
     // Runs `operation` on a known pane, blocked or not, then watches the screen settle.
     QCoro::Task<bool> performManualAction(QString paneID, ManualAction operation);
 

@@ -10,10 +10,17 @@ using namespace Qt::StringLiterals;
 
 QCoro::Task<bool> InteractionCoordinator::respond(QString paneID, InteractionResponseIntent intent)
 {
+    const auto result = co_await respondReporting(std::move(paneID), std::move(intent));
+    co_return result.has_value();
+}
+
+QCoro::Task<InteractionCoordinator::ResponseReport> InteractionCoordinator::respondReporting(
+    QString paneID, InteractionResponseIntent intent)
+{
     const PaneInteractionState* existing = record(paneID);
     if (!existing || existing->phase != PaneInteractionPhase::idle || !existing->interaction
         || !isKnownAndBlocked(paneID))
-        co_return false;
+        co_return std::unexpected(std::nullopt);
 
     PaneInteractionState busy = *existing;
     busy.phase = PaneInteractionPhase::responding;
@@ -31,12 +38,15 @@ QCoro::Task<bool> InteractionCoordinator::respond(QString paneID, InteractionRes
         return deliverPhase(self, phase, paneID, expected, generation);
     };
     InteractionResponseOutcome outcome = co_await m_responder->respond(request, std::move(onPhase));
-    if (!self)
-        co_return outcome.has_value();
+    if (!self) {
+        if (outcome)
+            co_return *outcome;
+        co_return std::unexpected(outcome.error());
+    }
 
     if (outcome) {
         if (!record(paneID, generation))
-            co_return true;
+            co_return *outcome;
         // A preview only moves the terminal's cursor; what the person typed still stands.
         if (intent.kind != InteractionResponseIntent::Kind::previewChoice)
             clearDraft(paneID);
@@ -44,13 +54,14 @@ QCoro::Task<bool> InteractionCoordinator::respond(QString paneID, InteractionRes
             install(*outcome->settledInteraction, paneID, InteractionRefreshReason::responseSettled,
                     request.paneRevision, false);
         setPhase(PaneInteractionPhase::idle, paneID);
+        InteractionResponseResult result = *outcome;
         co_await refresh(paneID, InteractionRefreshReason::responseSettled);
-        co_return true;
+        co_return result;
     }
 
     const InteractionResponseFailure& failure = outcome.error();
     if (!record(paneID, generation))
-        co_return false;
+        co_return std::unexpected(failure);
     if (failure.isStale() && failure.responderError()->actual) {
         // Show what the terminal shows now, then say why nothing went out; the install and the
         // refresh both clear `error`, so the message comes last.
@@ -59,13 +70,13 @@ QCoro::Task<bool> InteractionCoordinator::respond(QString paneID, InteractionRes
         setPhase(PaneInteractionPhase::idle, paneID);
         co_await refresh(paneID, InteractionRefreshReason::responseSettled);
         if (!self || !record(paneID, generation))
-            co_return false;
+            co_return std::unexpected(failure);
         setError(failure.refusalSentence(), paneID);
-        co_return false;
+        co_return std::unexpected(failure);
     }
     setPhase(PaneInteractionPhase::idle, paneID);
     setError(failure.refusalSentence(), paneID);
-    co_return false;
+    co_return std::unexpected(failure);
 }
 
 QCoro::Task<bool> InteractionCoordinator::performManualAction(QString paneID,
