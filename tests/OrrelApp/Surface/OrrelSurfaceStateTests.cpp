@@ -201,20 +201,4 @@ TEST_F(SurfaceStateTest, RenderedHeightDrivesTheExpandedSize)
     EXPECT_EQ(*sizeChanges, 6);
 }
 
-TEST_F(SurfaceStateTest, SettersOnlyNotifyChanges)
-{
-    const auto presentationChanges = count(&OrrelSurfaceState::presentationChanged);
-    state->setPresentation(OrrelPresentation::compact());
-    state->setPresentation(OrrelPresentation::focused({OrrelExpansionOrigin::automatic, false}));
-    state->setPresentation(OrrelPresentation::focused({OrrelExpansionOrigin::automatic, false}));
-    state->setPresentation(OrrelPresentation::focused({OrrelExpansionOrigin::automatic, true}));
-    EXPECT_EQ(*presentationChanges, 2);
-
-    const auto motionChanges = count(&OrrelSurfaceState::reduceMotionChanged);
-    state->setReduceMotion(false);
-    state->setReduceMotion(true);
-    EXPECT_EQ(*motionChanges, 1);
-    EXPECT_TRUE(state->reduceMotion());
-}
-
 } // namespace
