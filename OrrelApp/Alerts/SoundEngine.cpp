@@ -2,11 +2,22 @@
 
 #include "OrrelApp/Shell/Settings.h"
 
+#include <QFile>
+
+using namespace Qt::StringLiterals;
+
 SoundEngine::SoundEngine(std::unique_ptr<AlertSound> sound, Playback playback,
                          std::function<bool()> doNotDisturbEnabled, const Settings* settings)
     : m_sound(std::move(sound)), m_playback(std::move(playback)),
       m_doNotDisturbEnabled(std::move(doNotDisturbEnabled)), m_settings(settings)
 {
+}
+
+std::optional<QUrl> SoundEngine::soundURL(const QString& resource)
+{
+    if (!QFile::exists(resource))
+        return std::nullopt;
+    return QUrl(u"qrc"_s + resource);
 }
 
 bool SoundEngine::playAlert()

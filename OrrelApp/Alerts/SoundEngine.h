@@ -2,8 +2,12 @@
 
 #include "OrrelApp/Platform/AlertSound.h"
 
+#include <QString>
+#include <QUrl>
+
 #include <functional>
 #include <memory>
+#include <optional>
 
 class Settings;
 
@@ -14,6 +18,10 @@ public:
     using Playback = std::function<void(AlertSound&)>;
 
     static constexpr double alertVolume = 0.35;
+    static inline const QString chimeResource = QStringLiteral(":/sounds/soft-chime.wav");
+
+    // The chime's address, absent when the program was built without it.
+    static std::optional<QUrl> soundURL(const QString& resource = chimeResource);
 
     // `sound` may be absent; `settings` must outlive the engine.
     SoundEngine(std::unique_ptr<AlertSound> sound, Playback playback,

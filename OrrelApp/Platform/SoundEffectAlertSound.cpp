@@ -1,23 +1,12 @@
 #include "OrrelApp/Platform/SoundEffectAlertSound.h"
 
 #include <QAudioDevice>
-#include <QFile>
 #include <QMediaDevices>
 #include <QSoundEffect>
-#include <QUrl>
 
-std::unique_ptr<SoundEffectAlertSound> SoundEffectAlertSound::load(const QString& path)
-{
-    if (!QFile::exists(path))
-        return nullptr;
-    return std::unique_ptr<SoundEffectAlertSound>(new SoundEffectAlertSound(path));
-}
-
-SoundEffectAlertSound::SoundEffectAlertSound(const QString& path)
+SoundEffectAlertSound::SoundEffectAlertSound(const QUrl& source)
     : m_effect(std::make_unique<QSoundEffect>())
 {
-    const QUrl source =
-        path.startsWith(u':') ? QUrl(QStringLiteral("qrc") + path) : QUrl::fromLocalFile(path);
     m_effect->setSource(source);
 }
 

@@ -2,7 +2,7 @@
 
 #include "OrrelApp/Platform/AlertSound.h"
 
-#include <QString>
+#include <QUrl>
 
 #include <memory>
 
@@ -12,11 +12,8 @@ class QSoundEffect;
 // then, or without an audio device, it plays nothing.
 class SoundEffectAlertSound : public AlertSound {
 public:
-    // The program's own chime.
-    static inline const QString chimePath = QStringLiteral(":/sounds/soft-chime.wav");
-
-    // Absent when there is no such file, so that the caller stays silent without trying.
-    static std::unique_ptr<SoundEffectAlertSound> load(const QString& path = chimePath);
+    // A file, or a resource as "qrc:/...".
+    explicit SoundEffectAlertSound(const QUrl& source);
     ~SoundEffectAlertSound() override;
 
     bool isLoaded() const override;
@@ -24,7 +21,5 @@ public:
     void play() override;
 
 private:
-    explicit SoundEffectAlertSound(const QString& path);
-
     std::unique_ptr<QSoundEffect> m_effect;
 };

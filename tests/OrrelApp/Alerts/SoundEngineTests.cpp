@@ -73,13 +73,14 @@ TEST(SoundEngine, PlaysOnlyWhenSettingsDesktopAndSoundAllow)
 
 TEST(SoundEngine, AMissingResourceLeavesTheEngineSilent)
 {
-    EXPECT_EQ(SoundEffectAlertSound::load(u":/sounds/no-such.wav"_s), nullptr);
+    const auto url = SoundEngine::soundURL(u":/sounds/no-such.wav"_s);
+    EXPECT_EQ(url, std::nullopt);
     EmptyStore store;
     Settings settings(store);
     int played = 0;
     SoundEngine engine(
-        SoundEffectAlertSound::load(u":/sounds/no-such.wav"_s), [&](AlertSound&) { ++played; },
-        [] { return false; }, &settings);
+        url ? std::make_unique<SoundEffectAlertSound>(*url) : nullptr,
+        [&](AlertSound&) { ++played; }, [] { return false; }, &settings);
     EXPECT_FALSE(engine.playAlert());
     EXPECT_EQ(played, 0);
 }
@@ -90,8 +91,9 @@ int messages = 0;
 // is silence, and playing it often prints nothing.
 TEST(SoundEngine, TheBuiltInChimeLoadsAndPlaysQuietly)
 {
-    const auto chime = SoundEffectAlertSound::load();
-    ASSERT_NE(chime, nullptr) << "the resource is compiled into the application";
+    const auto url = SoundEngine::soundURL();
+    ASSERT_TRUE(url) << "the resource is compiled into the application";
+    const auto chime = std::make_unique<SoundEffectAlertSound>(*url);
     ASSERT_TRUE(processEventsUntil([&] { return chime->isLoaded(); }, std::chrono::seconds(10)));
     messages = 0;
     const auto previous = qInstallMessageHandler(
