@@ -21,6 +21,8 @@ public:
     virtual QCoro::Task<> sessionRuntimeDidObserve(SessionRuntime* runtime,
                                                    StateTransitionResult transitions,
                                                    std::optional<QString> selectedPaneID) = 0;
+    // The registry ended the session's runtime: it is no longer listed or reachable.
+    virtual void sessionRuntimeWasRemoved(const QString& sessionID) { Q_UNUSED(sessionID); }
     // Whether the runtime's event stream should follow each pane's status.
     virtual bool usesPerPaneStatusSubscriptions(const SessionRuntime& runtime) const = 0;
     virtual bool isVisibleSession(const SessionRuntime& runtime) const = 0;

@@ -116,8 +116,12 @@ DisableForwarding no
 LogLevel INFO
 )"_s.arg(m_port)
             .arg(directory(), currentUser(), ::geteuid() == 0 ? u"prohibit-password"_s : u"no"_s);
+    // sshd heeds only the first SetEnv line, so all of them go on one.
+    QString sessionEnvironment;
+    if (!m_sessionEnvironment.isEmpty())
+        sessionEnvironment = u"SetEnv \""_s + m_sessionEnvironment.join(u"\" \""_s) + u"\"\n"_s;
     const QString configPath = m_directory.filePath(u"sshd_config"_s);
-    if (!writeFile(configPath, config.toUtf8(), ownerReadWrite))
+    if (!writeFile(configPath, (config + sessionEnvironment).toUtf8(), ownerReadWrite))
         return fail(u"couldn't write sshd_config"_s);
 
     auto sshd = ChildProcess::launch(QString::fromLatin1(sshdPath),
@@ -130,6 +134,11 @@ LogLevel INFO
         return false;
     }
     return true;
+}
+
+void SSHTestServer::setSessionEnvironment(const QString& name, const QString& value)
+{
+    m_sessionEnvironment.push_back(name + u'=' + value);
 }
 
 bool SSHTestServer::waitUntilListening(std::chrono::milliseconds timeout)

@@ -4,6 +4,7 @@
 #include "HerdrClient/Commands/ChildProcess.h"
 
 #include <QString>
+#include <QStringList>
 #include <QTemporaryDir>
 
 #include <chrono>
@@ -25,6 +26,10 @@ public:
     ~SSHTestServer();
     SSHTestServer(const SSHTestServer&) = delete;
     SSHTestServer& operator=(const SSHTestServer&) = delete;
+
+    // Sets `name` in every session sshd starts, over sshd's own defaults (PATH among them). Takes
+    // effect at `start`.
+    void setSessionEnvironment(const QString& name, const QString& value);
 
     // Makes the keys, starts sshd and waits until it listens. False, with `lastError`, when
     // OpenSSH is missing or sshd does not come up within `timeout`.
@@ -51,6 +56,7 @@ private:
 
     QTemporaryDir m_directory;
     QString m_lastError;
+    QStringList m_sessionEnvironment; // NAME=VALUE
     std::uint16_t m_port = 0;
     ChildProcess m_sshd;
     // Keeps sshd's log pipe from filling once it listens.
