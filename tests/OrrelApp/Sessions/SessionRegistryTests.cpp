@@ -226,4 +226,74 @@ TEST_F(SessionRegistryTest, ARefreshThatOverlapsStopAppliesNothing)
     EXPECT_TRUE(registry->runtimes().empty());
 }
 
+TEST_F(SessionRegistryTest, ARemoteSessionKeepsItsPortAndNoFreePortIsWorded)
+{
+    SessionRegistry::Options with = options();
+    std::vector<std::uint16_t> offered = {5001, 5001, 5002};
+    with.allocatePort = [&]() -> std::expected<std::uint16_t, SSHTunnelError> {
+        const std::uint16_t port = offered.empty() ? 5001 : offered.front();
+        if (!offered.empty())
+            offered.erase(offered.begin());
+        return port;
+    };
+    makeRegistry(std::move(with));
+    const auto box = remote(u"box"_s, u"default"_s, 0).descriptor;
+    const auto work = remote(u"box"_s, u"work"_s, 0).descriptor;
+    const auto other = remote(u"box"_s, u"other"_s, 0).descriptor;
+
+    EXPECT_EQ(registry->resolvedRemoteSession(box)->endpoint, HerdrEndpoint::loopbackTCP(5001));
+    // A port already given to another session is skipped.
+    EXPECT_EQ(registry->resolvedRemoteSession(work)->endpoint, HerdrEndpoint::loopbackTCP(5002));
+    EXPECT_EQ(registry->resolvedRemoteSession(box)->endpoint, HerdrEndpoint::loopbackTCP(5001));
+
+    const auto exhausted = registry->resolvedRemoteSession(other);
+    ASSERT_FALSE(exhausted.has_value());
+    EXPECT_EQ(exhausted.error().errorDescription(),
+              u"Couldn't allocate a private loopback port for the SSH tunnel (errno 48)."_s);
+    EXPECT_FALSE(registry->remotePorts().contains(other.id()));
+}
+
+TEST_F(SessionRegistryTest, TunnelsFollowTheirSessionsAndLateWordFromAReplacedOneIsIgnored)
+{
+    SessionRegistry::Options with = options();
+    std::vector<SSHTunnel::Configuration> made;
+    // Without ssh every run fails at once, with its reason, and no process.
+    with.makeTunnel = [&](const SSHTunnel::Configuration& configuration) {
+        made.push_back(configuration);
+        return std::make_unique<SSHTunnel>(configuration, std::nullopt);
+    };
+    makeRegistry(std::move(with)).start(&host);
+    const ResolvedSession work = remote(u"box"_s, u"work"_s, 5001);
+    const QString id = work.descriptor.id();
+
+    registry->reconcileTunnels({work});
+    ASSERT_EQ(made.size(), 1u);
+    EXPECT_EQ(made[0], (SSHTunnel::Configuration{u"box"_s, u"/remote/herdr.sock"_s, 5001}));
+    EXPECT_EQ(registry->tunnelStates().at(id), SSHTunnelState::connecting());
+    ASSERT_TRUE(processEventsUntil([&] { return !registry->pendingTunnelMessages().isEmpty(); }));
+    EXPECT_EQ(registry->pendingTunnelMessages(), QStringList{u"Couldn't find the ssh command."_s});
+
+    // The same session: the same tunnel. A moved socket: a new one.
+    SSHTunnel* first = registry->tunnel(id);
+    registry->reconcileTunnels({work});
+    EXPECT_EQ(registry->tunnel(id), first);
+    ResolvedSession moved = work;
+    moved.descriptor.serverSocketPath = u"/elsewhere/herdr.sock"_s;
+    registry->reconcileTunnels({moved});
+    ASSERT_EQ(made.size(), 2u);
+    EXPECT_EQ(registry->tunnelStates().at(id), SSHTunnelState::connecting());
+
+    registry->tunnelDidChangeState(id, first, SSHTunnelState::up());
+    EXPECT_EQ(registry->tunnelStates().at(id), SSHTunnelState::connecting());
+    EXPECT_TRUE(registry->runtimes().empty());
+    ASSERT_TRUE(processEventsUntil([&] { return !registry->pendingTunnelMessages().isEmpty(); }));
+
+    // Only an up tunnel brings its session's runtime; a session no longer known loses both.
+    registry->tunnelDidChangeState(id, registry->tunnel(id), SSHTunnelState::up());
+    EXPECT_TRUE(registry->runtimes().empty()); // not a known remote session
+    registry->reconcileTunnels({});
+    EXPECT_EQ(registry->tunnel(id), nullptr);
+    EXPECT_TRUE(registry->tunnelStates().empty());
+}
+
 } // namespace
