@@ -336,18 +336,26 @@ void Settings::setAgentRegistrationProblems(const std::map<QString, QString>& va
 
 std::optional<ResolvedSession> Settings::resolvedSession() const
 {
+    return resolveSession(m_socketPathOverride, m_sessionName);
+}
+
+std::optional<ResolvedSession> Settings::resolveSession(
+    const std::optional<QString>& socketPathOverride, const std::optional<QString>& sessionName,
+    const Environment& environment)
+{
     QString name;
     QString path;
-    if (nonEmpty(m_socketPathOverride)) {
-        path = *m_socketPathOverride;
-        if (nonEmpty(m_sessionName))
-            name = *m_sessionName;
+    if (nonEmpty(socketPathOverride)) {
+        path = *socketPathOverride;
+        if (nonEmpty(sessionName))
+            name = *sessionName;
         else
-            name = path == SocketPath::defaultPath() ? SessionDescriptor::defaultSessionName
-                                                     : u"custom"_s;
-    } else if (nonEmpty(m_sessionName)) {
-        name = *m_sessionName;
-        path = SocketPath::forSession(name);
+            name = path == SocketPath::defaultPath(environment)
+                       ? SessionDescriptor::defaultSessionName
+                       : u"custom"_s;
+    } else if (nonEmpty(sessionName)) {
+        name = *sessionName;
+        path = SocketPath::forSession(name, environment);
     } else {
         return std::nullopt;
     }

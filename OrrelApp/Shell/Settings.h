@@ -3,6 +3,7 @@
 #include "HerdrClient/Responding/TerminalActivator.h"
 #include "HerdrClient/Sessions/RemoteHostConfiguration.h"
 #include "HerdrClient/Sessions/ResolvedSession.h"
+#include "HerdrClient/Support/Environment.h"
 #include "OrrelApp/Alerts/GlobalKeyboardShortcut.h"
 #include "OrrelApp/Alerts/ShortcutOverrideRecord.h"
 #include "OrrelApp/Shell/CompactIndicatorMode.h"
@@ -129,6 +130,10 @@ public:
     // The one session to watch instead of discovering them: a socket path given by the user, or
     // a session named by the user. Empty texts count as absent.
     std::optional<ResolvedSession> resolvedSession() const;
+    // The same rules for a path and a name given some other way, as on a command line.
+    static std::optional<ResolvedSession> resolveSession(
+        const std::optional<QString>& socketPathOverride, const std::optional<QString>& sessionName,
+        const Environment& environment = processEnvironment());
 
     // The terminal a jump brings forward, and the profiles automatic detection looks for. On
     // Linux the custom "bundle id" holds a desktop id or a window class.
