@@ -3,6 +3,8 @@
 #include "HerdrClient/Commands/ProcessCommandRunner.h"
 #include "OrrelApp/Sessions/SessionRegistry.h"
 
+#include <QCoroSignal>
+
 namespace {
 SessionDirectory locatedDirectory()
 {
@@ -81,6 +83,15 @@ QCoro::Task<> SessionDiscoveryLoop::turn()
         co_await m_registry->refresh(m_remoteHosts(), std::move(directory));
     else
         co_await m_registry->refreshLocalSessions(std::move(directory));
-    if (self)
-        m_turning = false;
+    if (!self)
+        co_return;
+    m_turning = false;
+    Q_EMIT turnEnded();
+}
+
+QCoro::Task<> SessionDiscoveryLoop::idle()
+{
+    QPointer self{this};
+    while (self && m_turning)
+        co_await qCoro(this, &SessionDiscoveryLoop::turnEnded);
 }

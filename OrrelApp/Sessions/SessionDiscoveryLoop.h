@@ -43,11 +43,15 @@ public:
     // Looks again now rather than at the end of the period, as after a change of settings.
     void refreshNow();
     bool isRunning() const { return m_running; }
+    // Done once no turn is under way; after stop(), when a listing that was running has ended.
+    QCoro::Task<> idle();
     // Turns that have finished, since construction.
     quint64 completedTurns() const { return m_completedTurns; }
 
 Q_SIGNALS:
     void turnFinished();
+    // A turn ended, finished or cut short by stop().
+    void turnEnded();
 
 private:
     QCoro::Task<> run(quint64 generation);

@@ -1,6 +1,7 @@
 #include "OrrelApp/Sessions/SessionRegistry.h"
 
 #include <QCoroFuture>
+#include <QCoroSignal>
 #include <QtConcurrent>
 
 #include <algorithm>
@@ -89,10 +90,8 @@ void SessionRegistry::stop()
 {
     ++m_generation;
     m_isStarted = false;
-    for (auto& [id, runtime] : m_runtimesByID) {
-        runtime->stop();
-        m_retired.push_back(std::move(runtime));
-    }
+    for (auto& [id, runtime] : m_runtimesByID)
+        retire(std::move(runtime));
     m_runtimesByID.clear();
     for (auto& [id, tunnel] : m_tunnels) {
         tunnel->stop();
@@ -106,13 +105,41 @@ void SessionRegistry::stop()
         Q_EMIT tunnelStatesChanged();
 }
 
+void SessionRegistry::retire(std::unique_ptr<SessionRuntime> runtime)
+{
+    runtime->stop();
+    ++m_releasing;
+    auto task = release(std::move(runtime), this);
+}
+
+QCoro::Task<> SessionRegistry::release(std::unique_ptr<SessionRuntime> runtime,
+                                       QPointer<SessionRegistry> registry)
+{
+    co_await runtime->stopped();
+    runtime->waitForEventStreamExit(std::chrono::seconds(2));
+    // Freed from the event loop, not from inside the call that said its tasks had ended.
+    SessionRuntime* ended = runtime.release();
+    if (registry)
+        connect(ended, &QObject::destroyed, registry, [registry] {
+            if (--registry->m_releasing == 0)
+                Q_EMIT registry->runtimesReleased();
+        });
+    ended->deleteLater();
+}
+
+QCoro::Task<> SessionRegistry::released()
+{
+    QPointer self{this};
+    while (self && m_releasing > 0)
+        co_await qCoro(this, &SessionRegistry::runtimesReleased);
+}
+
 void SessionRegistry::removeRuntime(const QString& sessionID)
 {
     const auto found = m_runtimesByID.find(sessionID);
     if (found == m_runtimesByID.end())
         return;
-    found->second->stop();
-    m_retired.push_back(std::move(found->second));
+    retire(std::move(found->second));
     m_runtimesByID.erase(found);
     // The host may ask for the list again; it must no longer hold the runtime.
     std::erase_if(m_runtimes, [&](SessionRuntime* r) { return r->sessionID() == sessionID; });

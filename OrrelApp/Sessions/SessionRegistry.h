@@ -73,6 +73,9 @@ public:
     void start(SessionRuntimeHost* host);
     // Ends every runtime and tunnel. A refresh under way ends without applying anything.
     void stop();
+    // Done once every runtime that ended has let go of its tasks and was freed; what a program
+    // that is about to exit waits for.
+    QCoro::Task<> released();
 
     // Makes the runtimes exactly those of `sessions`.
     void apply(const std::vector<ResolvedSession>& sessions);
@@ -108,6 +111,7 @@ public:
 
 Q_SIGNALS:
     void runtimesChanged();
+    void runtimesReleased();
     void tunnelStatesChanged();
     void discoveryErrorChanged();
 
@@ -117,6 +121,10 @@ private:
     void publishRuntimes();
     void removeRuntime(const QString& sessionID);
     void removeTunnel(const QString& sessionID);
+    // Stops `runtime` and frees it once its tasks have ended.
+    void retire(std::unique_ptr<SessionRuntime> runtime);
+    static QCoro::Task<> release(std::unique_ptr<SessionRuntime> runtime,
+                                 QPointer<SessionRegistry> registry);
     void startEvents(SessionRuntime& runtime);
     bool wantsPerPaneStatus(const SessionRuntime& runtime) const;
     // Whether a refresh begun at `generation` may still write.
@@ -131,6 +139,8 @@ private:
     bool m_runtimesEdited = false; // changed since runtimesChanged was last sent
     // Runtimes and tunnels that ended; freed from the event loop, not from inside a call of theirs.
     std::vector<std::unique_ptr<QObject>> m_retired;
+    // Ended runtimes whose tasks have not all ended yet.
+    int m_releasing = 0;
     std::map<QString, std::unique_ptr<SSHTunnel>> m_tunnels;
     std::map<QString, SSHTunnelState> m_tunnelStates;
     std::map<QString, std::uint16_t> m_remotePorts;

@@ -5,6 +5,7 @@
 #include "OrrelApp/Sessions/SessionDiscoveryLoop.h"
 #include "OrrelApp/Sessions/SessionRegistry.h"
 #include "OrrelApp/Sessions/SessionRuntime.h"
+#include "OrrelApp/Shell/Settings.h"
 #include "OrrelApp/Surface/PaneDisplayIdentity.h"
 
 #include <QPointer>
@@ -38,6 +39,16 @@ void OrrelViewModel::start(Collaborators collaborators)
         return;
     m_started = true;
     m_collaborators = collaborators;
+    if (Settings* settings = m_collaborators.settings) {
+        const auto ignore = [this, settings] {
+            const QStringList names = settings->ignoredSessionNames();
+            m_registry->setIgnoredLocalSessionNames(QSet<QString>(names.begin(), names.end()));
+        };
+        ignore();
+        connect(settings, &Settings::ignoredSessionNamesChanged, this, ignore);
+        connect(settings, &Settings::remoteHostsChanged, this,
+                &OrrelViewModel::remoteHostsDidChange);
+    }
     m_registry->start(this);
     if (m_pinnedSession)
         m_registry->apply({*m_pinnedSession});
@@ -54,6 +65,15 @@ void OrrelViewModel::stop()
         m_discovery->stop();
     m_pendingNotificationJumps.clear();
     m_registry->stop();
+}
+
+QCoro::Task<> OrrelViewModel::stopped()
+{
+    QPointer<OrrelViewModel> self{this};
+    if (m_discovery)
+        co_await m_discovery->idle();
+    if (self)
+        co_await m_registry->released();
 }
 
 void OrrelViewModel::remoteHostsDidChange()

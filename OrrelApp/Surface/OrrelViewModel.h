@@ -62,6 +62,8 @@ public:
     void start() { start(Collaborators()); }
     void start(Collaborators collaborators);
     void stop();
+    // Done once, after stop(), no discovery and no task of a session is left running.
+    QCoro::Task<> stopped();
     // Settings changed which hosts are watched: discover again now.
     void remoteHostsDidChange();
 

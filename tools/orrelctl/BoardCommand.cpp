@@ -218,19 +218,20 @@ QCoro::Task<int> runBoard(CommandContext context)
             u"orrelctl board: %1\nusage: orrelctl %2"_s.arg(arguments.error(), usage),
             ExitStatus::usage);
 
+    // The application's own settings: the hosts to discover unless --host names them, and the
+    // session names to leave out.
+    IniSettingsStore store(IniSettingsStore::defaultPath(context.environment));
+    Settings settings(store);
     auto registry = std::make_unique<SessionRegistry>();
     SessionRegistry* registryPointer = registry.get();
     OrrelViewModel model(std::move(registry), Clock::system(), arguments->pinned);
     SessionDiscoveryLoop* discovery = nullptr;
     if (!arguments->pinned) {
-        std::vector<RemoteHostConfiguration> hosts = arguments->hosts;
-        if (hosts.empty()) {
-            IniSettingsStore store(IniSettingsStore::defaultPath(context.environment));
-            hosts = Settings(store).remoteHosts();
-        }
+        auto hosts = [&settings, given = arguments->hosts] {
+            return given.empty() ? settings.remoteHosts() : given;
+        };
         auto loop = std::make_unique<SessionDiscoveryLoop>(
-            *registryPointer, [hosts] { return hosts; },
-            [environment = context.environment] {
+            *registryPointer, hosts, [environment = context.environment] {
                 return SessionDirectory::located(std::make_shared<ProcessCommandRunner>(),
                                                  environment);
             });
@@ -238,8 +239,8 @@ QCoro::Task<int> runBoard(CommandContext context)
         model.setDiscovery(std::move(loop));
     }
     X11DesktopWindows desktop;
-    TerminalActivator terminal(TerminalActivator::Automatic{}, desktop);
-    model.start({.terminal = &terminal});
+    TerminalActivator terminal(settings.terminalSelection(), desktop);
+    model.start({.settings = &settings, .terminal = &terminal});
 
     BoardPrinter printer(context, arguments->json);
     int status = ExitStatus::success;
@@ -267,6 +268,8 @@ QCoro::Task<int> runBoard(CommandContext context)
         }
     }
     model.stop();
+    // The sessions' tasks end before the program does.
+    co_await model.stopped();
     co_return status;
 }
 
