@@ -57,6 +57,15 @@ void SessionDiscoveryLoop::refreshNow()
 QCoro::Task<> SessionDiscoveryLoop::run(quint64 generation)
 {
     QPointer self{this};
+    ++m_liveLoops;
+    co_await loop(generation);
+    if (self && --m_liveLoops == 0)
+        Q_EMIT loopEnded();
+}
+
+QCoro::Task<> SessionDiscoveryLoop::loop(quint64 generation)
+{
+    QPointer self{this};
     const auto cancelled = [&] { return !self || generation != m_generation || !m_registry; };
     while (!cancelled()) {
         co_await turn();
@@ -83,15 +92,13 @@ QCoro::Task<> SessionDiscoveryLoop::turn()
         co_await m_registry->refresh(m_remoteHosts(), std::move(directory));
     else
         co_await m_registry->refreshLocalSessions(std::move(directory));
-    if (!self)
-        co_return;
-    m_turning = false;
-    Q_EMIT turnEnded();
+    if (self)
+        m_turning = false;
 }
 
-QCoro::Task<> SessionDiscoveryLoop::idle()
+QCoro::Task<> SessionDiscoveryLoop::stopped()
 {
     QPointer self{this};
-    while (self && m_turning)
-        co_await qCoro(this, &SessionDiscoveryLoop::turnEnded);
+    while (self && m_liveLoops > 0)
+        co_await qCoro(this, &SessionDiscoveryLoop::loopEnded);
 }

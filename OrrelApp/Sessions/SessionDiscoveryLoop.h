@@ -43,18 +43,20 @@ public:
     // Looks again now rather than at the end of the period, as after a change of settings.
     void refreshNow();
     bool isRunning() const { return m_running; }
-    // Done once no turn is under way; after stop(), when a listing that was running has ended.
-    QCoro::Task<> idle();
+    // Done once the loop has ended after stop(): a listing that was running has come back and
+    // the pause has let go.
+    QCoro::Task<> stopped();
     // Turns that have finished, since construction.
     quint64 completedTurns() const { return m_completedTurns; }
 
 Q_SIGNALS:
     void turnFinished();
-    // A turn ended, finished or cut short by stop().
-    void turnEnded();
+    // The loop ended after stop().
+    void loopEnded();
 
 private:
     QCoro::Task<> run(quint64 generation);
+    QCoro::Task<> loop(quint64 generation);
     QCoro::Task<> turn();
 
     QPointer<SessionRegistry> m_registry;
@@ -65,5 +67,6 @@ private:
     quint64 m_completedTurns = 0;
     bool m_running = false;
     bool m_turning = false;
+    int m_liveLoops = 0; // a stop ends a loop at its next look, a start may begin another
     bool m_refreshRequested = false;
 };

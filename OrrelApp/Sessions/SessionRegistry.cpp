@@ -108,29 +108,33 @@ void SessionRegistry::stop()
 void SessionRegistry::retire(std::unique_ptr<SessionRuntime> runtime)
 {
     runtime->stop();
-    ++m_releasing;
-    auto task = release(std::move(runtime), this);
+    auto task = release(runtime.get(), this);
+    m_releasing.push_back(std::move(runtime));
 }
 
-QCoro::Task<> SessionRegistry::release(std::unique_ptr<SessionRuntime> runtime,
+QCoro::Task<> SessionRegistry::release(QPointer<SessionRuntime> runtime,
                                        QPointer<SessionRegistry> registry)
 {
-    co_await runtime->stopped();
+    if (runtime)
+        co_await runtime->stopped();
+    if (!runtime || !registry)
+        co_return;
     runtime->waitForEventStreamExit(std::chrono::seconds(2));
     // Freed from the event loop, not from inside the call that said its tasks had ended.
-    SessionRuntime* ended = runtime.release();
-    if (registry)
-        connect(ended, &QObject::destroyed, registry, [registry] {
-            if (--registry->m_releasing == 0)
+    QMetaObject::invokeMethod(
+        registry,
+        [registry, ended = runtime.data()] {
+            std::erase_if(registry->m_releasing, [&](const auto& r) { return r.get() == ended; });
+            if (registry->m_releasing.empty())
                 Q_EMIT registry->runtimesReleased();
-        });
-    ended->deleteLater();
+        },
+        Qt::QueuedConnection);
 }
 
 QCoro::Task<> SessionRegistry::released()
 {
     QPointer self{this};
-    while (self && m_releasing > 0)
+    while (self && !m_releasing.empty())
         co_await qCoro(this, &SessionRegistry::runtimesReleased);
 }
 

@@ -123,7 +123,7 @@ private:
     void removeTunnel(const QString& sessionID);
     // Stops `runtime` and frees it once its tasks have ended.
     void retire(std::unique_ptr<SessionRuntime> runtime);
-    static QCoro::Task<> release(std::unique_ptr<SessionRuntime> runtime,
+    static QCoro::Task<> release(QPointer<SessionRuntime> runtime,
                                  QPointer<SessionRegistry> registry);
     void startEvents(SessionRuntime& runtime);
     bool wantsPerPaneStatus(const SessionRuntime& runtime) const;
@@ -139,8 +139,8 @@ private:
     bool m_runtimesEdited = false; // changed since runtimesChanged was last sent
     // Runtimes and tunnels that ended; freed from the event loop, not from inside a call of theirs.
     std::vector<std::unique_ptr<QObject>> m_retired;
-    // Ended runtimes whose tasks have not all ended yet.
-    int m_releasing = 0;
+    // Ended runtimes whose tasks have not all ended yet; a registry that goes frees them at once.
+    std::vector<std::unique_ptr<SessionRuntime>> m_releasing;
     std::map<QString, std::unique_ptr<SSHTunnel>> m_tunnels;
     std::map<QString, SSHTunnelState> m_tunnelStates;
     std::map<QString, std::uint16_t> m_remotePorts;

@@ -71,7 +71,7 @@ QCoro::Task<> OrrelViewModel::stopped()
 {
     QPointer<OrrelViewModel> self{this};
     if (m_discovery)
-        co_await m_discovery->idle();
+        co_await m_discovery->stopped();
     if (self)
         co_await m_registry->released();
 }
