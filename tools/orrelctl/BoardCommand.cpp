@@ -265,6 +265,9 @@ QCoro::Task<int> runBoard(CommandContext context)
                 status = context.fail(u"orrelctl board: "_s + ref.error(), ExitStatus::usage);
         } else {
             printer.print(model, model.now());
+            // Nothing to show because no session could be found is a failure a script must see.
+            if (model.runtimes().empty() && model.registry().discoveryError())
+                status = ExitStatus::failure;
         }
     }
     model.stop();

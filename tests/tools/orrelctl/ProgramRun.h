@@ -15,14 +15,16 @@ struct ProgramRun {
 
 // Runs `program` to its end, with herdr's socket given by the environment (none reachable when
 // `socket` is empty) rather than by whoever runs the tests.
+// `extra` adds to or replaces variables of the environment.
 inline ProgramRun run(const QString& program, const QStringList& arguments,
-                      const QString& socket = {})
+                      const QString& socket = {}, const QProcessEnvironment& extra = {})
 {
     QProcess process;
     auto environment = QProcessEnvironment::systemEnvironment();
     environment.remove(QStringLiteral("HERDR_SESSION"));
     environment.insert(QStringLiteral("HERDR_SOCKET_PATH"),
                        socket.isEmpty() ? QStringLiteral("/nonexistent/herdr.sock") : socket);
+    environment.insert(extra);
     process.setProcessEnvironment(environment);
     process.start(program, arguments);
     EXPECT_TRUE(process.waitForFinished(30000)) << program.toStdString();
