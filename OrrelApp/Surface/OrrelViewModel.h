@@ -2,6 +2,7 @@
 
 #include "HerdrClient/Attention/AttentionItem.h"
 #include "HerdrClient/Attention/HardFloorVerdict.h"
+#include "HerdrClient/Responding/InteractionCoordinator.h"
 #include "HerdrClient/Responding/InteractionResponseIntent.h"
 #include "HerdrClient/Responding/SentReceipt.h"
 #include "HerdrClient/Sessions/ResolvedSession.h"
@@ -115,6 +116,26 @@ public:
     // The person's typing toward the selected floor's target.
     void setSelectedFloorText(QString text);
 
+    // Moves the selection through the rows of the overview, wrapping at the ends.
+    QCoro::Task<> selectAdjacentPane(int offset);
+    QCoro::Task<bool> navigateStep(int direction);
+    // The manual controls: they go around the planner, and are refused where an answer would be.
+    QCoro::Task<bool> runManualAction(InteractionCoordinator::ManualAction operation);
+    QCoro::Task<bool> typeTextWithoutSubmitSelected(QString text);
+    QCoro::Task<bool> sendManualTextSelected(QString text);
+    QCoro::Task<bool> sendRawKeysSelected(std::vector<QString> keys);
+    QCoro::Task<bool> cycleSelectedAgentMode();
+    // A new task for an idle or finished agent.
+    bool canSendIdlePrompt() const;
+    void setSelectedIdlePromptDraft(QString text);
+    QCoro::Task<bool> sendIdlePromptSelected();
+    QCoro::Task<bool> retrySelectedWorkingOutput();
+    QCoro::Task<> reReadSelected();
+    bool confirmSelectedDraftReuse();
+    void discardSelectedDraft();
+    // What to type to attach to a remote session, when a jump could not bring it forward.
+    std::optional<QString> jumpAttachCommand() const;
+
     bool canInterrupt(const AgentRef& ref) const;
     QCoro::Task<bool> interrupt(AgentRef ref);
     QCoro::Task<bool> jump(AgentRef ref);
@@ -169,6 +190,8 @@ private:
     QString needsYouSummary(SessionRuntime& runtime, const QString& base,
                             const AttentionItem& item) const;
     QString paneTitle(const AgentRef& ref) const;
+    std::optional<QString> manualRefusal() const;
+    QCoro::Task<bool> sendText(QString text, bool submit);
     // The pane's names as every row and card gives them, with its workspace's label.
     static std::optional<QString> workspaceLabel(const StateStore& store, const PaneInfo& pane);
     static QString taskTitle(const StateStore& store, const PaneInfo& pane);

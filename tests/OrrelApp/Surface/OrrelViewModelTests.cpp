@@ -129,12 +129,16 @@ TEST_F(ViewModelBoard, AnAlertChimesOnceSelectsTheRootAndNeverOpensTheSurface)
     EXPECT_TRUE(model->presentation().isCompact());
     const qint64 revision = model->compactSignalTracker().triggerRevision;
 
+    // A receipt of an earlier answer goes when its pane asks again.
+    model->recordReceipt({u"local:default"_s, u"w1:p1"_s},
+                         SentReceipt{u"Allow Once"_s, {}, {}, {}});
     advance(29s);
     EXPECT_EQ(alerts.size(), 1u);
     advance(8s);
     EXPECT_EQ(alerts, (std::vector{key(u"w1:p3"_s), key(u"w1:p1"_s)}));
     EXPECT_TRUE(model->presentation().isCompact());
     EXPECT_EQ(model->selected(), (AgentRef{u"local:default"_s, u"w1:p1"_s}));
+    EXPECT_FALSE(model->selectedReceipt());
     EXPECT_EQ(model->needsYouRefs(), (std::vector<AgentRef>{{u"local:default"_s, u"w1:p3"_s},
                                                             {u"local:default"_s, u"w1:p1"_s}}));
     const AttentionBoard board = model->attentionBoard(clock.now());
@@ -266,6 +270,29 @@ TEST_F(ViewModelActions, APromptThatChangedIsNotAnswered)
     EXPECT_EQ(model->changedUnderYou(ref(u"w1:calm"_s)),
               u"This interaction changed before the response was sent. Nothing was sent."_s);
     EXPECT_EQ(keysSent(), 0u);
+}
+
+TEST_F(ViewModelActions, ManualControlsKeepTheRefusalsOfAnAnswer)
+{
+    ASSERT_TRUE(select(u"w1:worker"_s));
+    EXPECT_FALSE(answer(model->sendRawKeysSelected({u"y"_s})));
+    EXPECT_TRUE(model->refusalNotice(ref(u"w1:worker"_s))->startsWith(u"A worker's question"_s));
+    // Keys typed by hand do not get around an unarmed floor.
+    ASSERT_TRUE(select(u"w1:root"_s));
+    EXPECT_FALSE(answer(model->sendManualTextSelected(u"1"_s)));
+    EXPECT_EQ(model->refusalNotice(ref(u"w1:root"_s)),
+              u"Type api-delete to arm this Destructive action. Nothing was sent."_s);
+    EXPECT_EQ(keysSent(), 0u);
+    EXPECT_TRUE(a.server.requestsFor(u"pane.send_text"_s).empty());
+
+    ASSERT_TRUE(select(u"w1:calm"_s));
+    EXPECT_TRUE(answer(model->sendRawKeysSelected({u"2"_s})));
+    EXPECT_EQ(keysSent(), 1u);
+    // The overview's order, wrapping at the ends.
+    runTask(model->selectAdjacentPane(1));
+    EXPECT_NE(model->selected(), ref(u"w1:calm"_s));
+    runTask(model->selectAdjacentPane(-1));
+    EXPECT_EQ(model->selected(), ref(u"w1:calm"_s));
 }
 
 TEST_F(ViewModelActions, InterruptAndJumpRefusals)
