@@ -4,6 +4,7 @@
 #include "OrrelApp/Surface/OrrelViewModel.h"
 
 #include "HerdrClient/Adapters/PiScreenAdapter.h"
+#include "HerdrClient/Attention/EscalationAnswer.h"
 #include "HerdrClient/Attention/HardFloor.h"
 #include "OrrelApp/Sessions/SessionRegistry.h"
 #include "OrrelApp/Sessions/SessionRuntime.h"
@@ -371,7 +372,8 @@ std::optional<EscalationCardModel> OrrelViewModel::selectedEscalation() const
 QCoro::Task<bool> OrrelViewModel::answerEscalation(QString answer)
 {
     const auto card = selectedEscalation();
-    if (!card || !card->canAnswer || m_sendingEscalations.contains(card->questionID))
+    if (!card || !card->canAnswer || m_sendingEscalations.contains(card->questionID)
+        || answer.trimmed().isEmpty())
         co_return false;
     SessionRuntime* runtime = locate(*m_selected).runtime;
     const QString id = card->questionID;
@@ -379,8 +381,10 @@ QCoro::Task<bool> OrrelViewModel::answerEscalation(QString answer)
     m_escalationErrors.erase(id);
     notifyChanged();
     QPointer<OrrelViewModel> self{this};
+    const QString message =
+        EscalationAnswer::message(id, card->workerTab, card->workerPaneID, answer);
     const auto sent = co_await runtime->sendEscalationAnswer(id, card->orchestratorPaneID,
-                                                             card->originPaneID, answer);
+                                                             card->originPaneID, message);
     if (!self)
         co_return false;
     m_sendingEscalations.erase(id);

@@ -187,6 +187,76 @@ TEST_F(ViewModelBoard, OnlyTheFocusedSessionFollowsEachPane)
     EXPECT_EQ(perPane(1), false);
 }
 
+// A worker's question reaches the person through its orchestrator, from the pi sentinel's journal.
+class ViewModelEscalations : public ViewModelTest {
+protected:
+    void SetUp() override
+    {
+        ViewModelTest::SetUp();
+        ASSERT_TRUE(QDir(home.path()).mkpath(u"sentinel/questions"_s));
+        writeJournal({});
+        startModel(R"({"workspaces":[{"workspace_id":"w1","label":"api"}],
+            "tabs":[{"tab_id":"w1:t1","workspace_id":"w1","label":"agents"}],
+            "panes":[{"pane_id":"w1:o","agent":"pi","agent_status":"working","title":"planner"},
+                     {"pane_id":"w1:w","agent":"pi","agent_status":"blocked","title":"migrations",
+                      "tokens":{"nh_parent":"w1:o"}}]})");
+    }
+
+    // q1 waits on the live orchestrator; q2's owner has closed.
+    void writeJournal(const QByteArray& origin)
+    {
+        QFile journal(home.filePath(u"sentinel/questions/questions.jsonl"_s));
+        ASSERT_TRUE(journal.open(QIODevice::WriteOnly));
+        journal.write(
+            R"({"questionId":"q1","owner":{"paneId":"w1:o"},"child":{"paneId":"w1:w"},)" + origin
+            + R"("questions":[{"question":"Which database?"}]})"
+              "\n"
+              R"({"questionId":"q1","type":"escalated"})"
+              "\n"
+              R"({"questionId":"q2","owner":{"paneId":"w1:gone"},"child":{"paneId":"w1:w"},)"
+              R"("questions":[{"question":"Old one"}]})"
+              "\n"
+              R"({"questionId":"q2","type":"escalated"})"
+              "\n");
+    }
+};
+
+TEST_F(ViewModelEscalations, TheBoardAndTheCardOfAnEscalation)
+{
+    const AttentionBoard board = model->attentionBoard(clock.now());
+    ASSERT_EQ(board.needsYou.size(), 1u);
+    EXPECT_EQ(board.needsYou[0].item.ref.paneID, u"w1:o"_s);
+    EXPECT_EQ(board.needsYou[0].summary,
+              u"Escalated from worker \u201cmigrations\u201d: Which database?"_s);
+    EXPECT_TRUE(board.needsYou[0].meta->startsWith(u"orchestrator · "_s));
+    ASSERT_EQ(board.stale.size(), 1u);
+    EXPECT_EQ(board.stale[0].id, u"local:default:q2"_s);
+    EXPECT_TRUE(
+        board.stale[0].summary.endsWith(u" · unknown / unanswerable · owner pane w1:gone closed"_s))
+        << board.stale[0].summary.toStdString();
+
+    // Without a recorded origin the answer has nowhere safe to go.
+    runTask(model->select(AgentRef{u"local:default"_s, u"w1:o"_s}));
+    ASSERT_TRUE(model->selectedEscalation());
+    EXPECT_FALSE(model->selectedEscalation()->canAnswer);
+    EXPECT_EQ(model->selectedEscalation()->status, u"Escalation missing recorded origin"_s);
+    EXPECT_EQ(model->answerRefusal(InteractionResponseIntent::approve()),
+              u"Nothing was sent to the underlying pane. Use the escalation card for its current "
+              "status."_s);
+    EXPECT_FALSE(answer(model->answerEscalation(u"postgres"_s)));
+
+    writeJournal(R"("origin":{"paneId":"w1:w"},)");
+    advance(8s);
+    ASSERT_TRUE(model->selectedEscalation()->canAnswer);
+    EXPECT_TRUE(answer(model->answerEscalation(u"postgres"_s)));
+    const auto sent = a.server.requestsFor(u"pane.send_text"_s);
+    ASSERT_EQ(sent.size(), 1u);
+    EXPECT_EQ(sent[0].params.member(u"pane_id")->stringValue(), u"w1:o"_s);
+    EXPECT_EQ(sent[0].params.member(u"text")->stringValue(),
+              u"[orrel] Answer for escalated question q1 from worker agents (w1:w): postgres"_s);
+    EXPECT_EQ(model->selectedEscalation()->sentAnswer, u"postgres"_s);
+}
+
 // Answers through the view model: what is refused, and what goes out.
 class ViewModelActions : public ViewModelTest {
 protected:
