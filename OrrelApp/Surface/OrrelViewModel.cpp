@@ -243,10 +243,28 @@ QString OrrelViewModel::cardSubtitle(const AgentRef& ref) const
     const Located located = locate(ref);
     if (!located.pane)
         return {};
-    QString subtitle = selectedProjectTitle().value_or(QString());
+    QString subtitle = projectTitle(located.runtime->store(), *located.pane);
     if (located.runtime->descriptor().isRemote() || runtimes().size() > 1)
         subtitle += u" · "_s + located.runtime->descriptor().label();
     return subtitle;
+}
+
+std::optional<QString> OrrelViewModel::cwd(const AgentRef& ref) const
+{
+    const Located located = locate(ref);
+    if (!located.pane)
+        return std::nullopt;
+    return located.pane->foregroundCwd ? located.pane->foregroundCwd : located.pane->cwd;
+}
+
+OrrelViewModel::DisplaySnapshot OrrelViewModel::displaySnapshot(Timestamp at) const
+{
+    DisplaySnapshot snapshot{attentionItems(at), std::nullopt};
+    const auto selected =
+        std::ranges::find_if(snapshot.items, [](const auto& item) { return item.isSelected; });
+    if (selected != snapshot.items.end())
+        snapshot.selectedItem = *selected;
+    return snapshot;
 }
 
 void OrrelViewModel::rememberFocusedIdentity()

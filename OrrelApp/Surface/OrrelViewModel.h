@@ -98,6 +98,16 @@ public:
     RollupStatus selectedStatus() const;
     std::optional<PaneInteractionState> selectedState() const;
     std::optional<QString> selectedProjectTitle() const;
+    // The card's second line: the project, and the session's name when more than one is open.
+    QString cardSubtitle(const AgentRef& ref) const;
+    // The folder the agent works in, as herdr last reported it.
+    std::optional<QString> cwd(const AgentRef& ref) const;
+    // What the views draw from in one go: the rows and the selected one among them.
+    struct DisplaySnapshot {
+        std::vector<InteractionAttentionDisplayModel> items;
+        std::optional<InteractionAttentionDisplayModel> selectedItem;
+    };
+    DisplaySnapshot displaySnapshot(Timestamp at) const;
 
     // --- What the person does, always to the selected agent.
     std::optional<QString> answerRefusal(const InteractionResponseIntent& intent) const;
@@ -196,7 +206,6 @@ private:
     static std::optional<QString> workspaceLabel(const StateStore& store, const PaneInfo& pane);
     static QString taskTitle(const StateStore& store, const PaneInfo& pane);
     static QString projectTitle(const StateStore& store, const PaneInfo& pane);
-    QString cardSubtitle(const AgentRef& ref) const;
     void playAlertSound();
     void synchronizePresentation(SessionRuntime* runtime,
                                  const std::optional<QString>& selectedPaneID);

@@ -168,6 +168,10 @@ TEST_F(ViewModelBoard, PresentationTransitions)
     EXPECT_TRUE(model->presentation().isOverview());
     runTask(model->selectPane(done));
     EXPECT_TRUE(model->presentation().isFocused());
+    const auto snapshot = model->displaySnapshot(clock.now());
+    ASSERT_TRUE(snapshot.selectedItem);
+    EXPECT_EQ(snapshot.selectedItem->ref, done);
+    EXPECT_EQ(model->cardSubtitle(done), u"docs · other"_s);
     // The same card again goes back to the overview.
     runTask(model->selectPane(done));
     EXPECT_TRUE(model->presentation().isOverview());
