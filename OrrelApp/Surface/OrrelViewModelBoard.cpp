@@ -314,28 +314,12 @@ AttentionBoard OrrelViewModel::attentionBoard(Timestamp at) const
         ++board.rootCount;
         if (workers.empty()) {
             row.summary = item.summary;
-            switch (item.status) {
-            case RollupStatus::blocked:
-                row.stateText = u"blocked"_s;
-                row.tone = AttentionBoardRow::Tone::quiet;
-                break;
-            case RollupStatus::working:
-                row.stateText = u"working"_s;
-                row.tone = AttentionBoardRow::Tone::amber;
-                break;
-            case RollupStatus::done:
-                row.stateText = u"finished"_s;
-                row.tone = AttentionBoardRow::Tone::green;
-                break;
-            case RollupStatus::idle:
-                row.stateText = u"idle"_s;
-                row.tone = AttentionBoardRow::Tone::quiet;
-                break;
-            case RollupStatus::unknown:
-                row.stateText = u"unknown"_s;
-                row.tone = AttentionBoardRow::Tone::quiet;
-                break;
-            }
+            // A root's own state: only working and finished draw the eye.
+            row.stateText =
+                item.status == RollupStatus::done ? u"finished"_s : toString(item.status);
+            row.tone = item.status == RollupStatus::working ? AttentionBoardRow::Tone::amber
+                       : item.status == RollupStatus::done  ? AttentionBoardRow::Tone::green
+                                                            : AttentionBoardRow::Tone::quiet;
             board.rest.push_back(std::move(row));
             continue;
         }
