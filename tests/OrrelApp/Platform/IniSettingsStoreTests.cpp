@@ -58,15 +58,12 @@ TEST(IniSettingsStore, SettingsSurviveTheFile)
         s.setHotkeyModifier(HotkeyModifier::commandControl);
         s.setShortcutOverrides({{u"deny"_s, {true, {}}}, {u"pick2"_s, {false, shortcut}}});
         s.setDisplayPlacement(DisplayPlacement::terminalDisplay);
-        s.setPreferredTerminal(PreferredTerminal::custom);
-        s.setCustomTerminalBundleID(u"org.example.Term"_s);
         s.setCompactIndicatorMode(CompactIndicatorMode::alwaysShow);
         s.setScreenSaverShortcut(shortcut);
         s.setScreenSaverExtraEnabled(false);
         s.setScreenSaveStyle(ScreenSaveStyleID::currentWallpaper);
         s.setIgnoredSessionNames({u"solo"_s});
         s.setLastUpdateCheckAt(when);
-        s.setSkippedUpdateVersion(u"2.0"_s);
     }
     const QString second = dir.filePath(u"b.conf"_s);
     ASSERT_TRUE(QFile::copy(first, second));
@@ -78,21 +75,17 @@ TEST(IniSettingsStore, SettingsSurviveTheFile)
               (std::vector<RemoteHostConfiguration>{{u"box"_s, u"main"_s}, {u"other"_s, {}}}));
     EXPECT_FALSE(s.soundEnabled());
     EXPECT_TRUE(s.autoExpandOnDone());
-    EXPECT_TRUE(s.respectDND());
     EXPECT_EQ(s.hotkeyModifier(), HotkeyModifier::commandControl);
     EXPECT_EQ(
         s.shortcutOverrides(),
         (Settings::ShortcutOverrides{{u"deny"_s, {true, {}}}, {u"pick2"_s, {false, shortcut}}}));
     EXPECT_EQ(s.displayPlacement(), DisplayPlacement::terminalDisplay);
-    EXPECT_EQ(s.preferredTerminal(), PreferredTerminal::custom);
-    EXPECT_EQ(s.customTerminalBundleID(), u"org.example.Term"_s);
     EXPECT_EQ(s.compactIndicatorMode(), CompactIndicatorMode::alwaysShow);
     EXPECT_EQ(s.screenSaverShortcut(), shortcut);
     EXPECT_FALSE(s.screenSaverExtraEnabled());
     EXPECT_EQ(s.screenSaveStyle(), ScreenSaveStyleID::currentWallpaper);
     EXPECT_EQ(s.ignoredSessionNames(), QStringList{u"solo"_s});
     EXPECT_EQ(s.lastUpdateCheckAt(), when);
-    EXPECT_EQ(s.skippedUpdateVersion(), u"2.0"_s);
 }
 
 } // namespace

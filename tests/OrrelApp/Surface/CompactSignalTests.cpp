@@ -9,55 +9,42 @@ namespace {
 
 const Timestamp start = Timestamp(std::chrono::seconds(1'800'000'000));
 
-TEST(OrrelPresentation, ShapesCompareByContext)
+TEST(OrrelPresentation, DefaultsToThePillAndOnlyACardHasAContext)
 {
-    const auto manual = OrrelPresentation::focused({OrrelExpansionOrigin::manual, true});
-    const auto automatic = OrrelPresentation::focused({OrrelExpansionOrigin::automatic, false});
     EXPECT_EQ(OrrelPresentation(), OrrelPresentation::compact());
-    EXPECT_EQ(manual, OrrelPresentation::focused({OrrelExpansionOrigin::manual, true}));
-    EXPECT_NE(manual, automatic);
-    EXPECT_NE(manual, OrrelPresentation::focused({OrrelExpansionOrigin::manual, false}));
-    EXPECT_NE(OrrelPresentation::overview(), OrrelPresentation::compact());
-
-    EXPECT_FALSE(OrrelPresentation::compact().isExpanded());
-    EXPECT_TRUE(automatic.isExpanded());
-    EXPECT_EQ(automatic.focusContext()->origin, OrrelExpansionOrigin::automatic);
+    const OrrelFocusContext automatic{OrrelExpansionOrigin::automatic, false};
+    EXPECT_EQ(OrrelPresentation::focused(automatic).focusContext(), automatic);
     EXPECT_FALSE(OrrelPresentation::overview().focusContext());
 }
 
 TEST(CompactSignalTracker, EachNewReasonToLookRaisesTheRevisionOnce)
 {
     using enum RollupStatus;
+    struct Step {
+        RollupStatus status;
+        bool newlyBlocked;
+        bool newlyFinished;
+        std::chrono::seconds at;
+        std::chrono::seconds enteredAt;
+        qint64 revision;
+    };
+    const std::vector<Step> steps = {
+        {working, false, false, 0s, 0s, 1},
+        {working, true, true, 5s, 0s, 1},    // nothing new: the time since entering keeps counting
+        {blocked, true, false, 10s, 10s, 2}, // turning blocked with the pane that did it: once
+        {blocked, true, false, 20s, 20s, 3}, // a second pane turning blocked
+        {blocked, false, true, 30s, 20s, 3},
+        {done, false, true, 40s, 40s, 4},
+        {done, false, true, 50s, 50s, 5},
+        {done, true, false, 55s, 50s, 5},
+    };
     CompactSignalTracker tracker;
-    tracker.update(working, false, false, start);
-    EXPECT_EQ(tracker.status, working);
-    EXPECT_EQ(tracker.enteredAt, start);
-    EXPECT_EQ(tracker.triggerRevision, 1);
-
-    // Nothing new: the time since entering keeps counting.
-    tracker.update(working, true, true, start + 5s);
-    EXPECT_EQ(tracker.enteredAt, start);
-    EXPECT_EQ(tracker.triggerRevision, 1);
-
-    // Turning blocked with the pane that did it counts once, not twice.
-    tracker.update(blocked, true, false, start + 10s);
-    EXPECT_EQ(tracker.enteredAt, start + 10s);
-    EXPECT_EQ(tracker.triggerRevision, 2);
-
-    // A second pane turning blocked while already blocked.
-    tracker.update(blocked, true, false, start + 20s);
-    EXPECT_EQ(tracker.enteredAt, start + 20s);
-    EXPECT_EQ(tracker.triggerRevision, 3);
-    tracker.update(blocked, false, true, start + 30s);
-    EXPECT_EQ(tracker.enteredAt, start + 20s);
-    EXPECT_EQ(tracker.triggerRevision, 3);
-
-    tracker.update(done, false, true, start + 40s);
-    tracker.update(done, false, true, start + 50s);
-    EXPECT_EQ(tracker.enteredAt, start + 50s);
-    EXPECT_EQ(tracker.triggerRevision, 5);
-    tracker.update(done, true, false, start + 55s);
-    EXPECT_EQ(tracker.triggerRevision, 5);
+    for (const auto& step : steps) {
+        tracker.update(step.status, step.newlyBlocked, step.newlyFinished, start + step.at);
+        EXPECT_EQ(tracker.status, step.status) << step.at.count() << " s";
+        EXPECT_EQ(tracker.enteredAt, start + step.enteredAt) << step.at.count() << " s";
+        EXPECT_EQ(tracker.triggerRevision, step.revision) << step.at.count() << " s";
+    }
 }
 
 TEST(CompactSignalSnapshot, CountAndTimeFollowTheCurrentStatus)

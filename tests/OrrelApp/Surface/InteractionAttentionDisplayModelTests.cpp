@@ -24,11 +24,13 @@ InteractionAttentionDisplayModel::Input input(RollupStatus status,
     return result;
 }
 
-PaneInteractionState stateWith(std::optional<PendingInteraction> interaction = {})
+PaneInteractionState stateWith(std::optional<PendingInteraction> interaction = {},
+                               PaneInteractionPhase phase = PaneInteractionPhase::idle)
 {
     PaneInteractionState state;
     state.paneID = u"w1-3"_s;
     state.interaction = std::move(interaction);
+    state.phase = phase;
     return state;
 }
 
@@ -87,20 +89,14 @@ TEST(InteractionAttentionDisplayModel, ElapsedAndFreshness)
 
 TEST(InteractionAttentionDisplayModel, StateTextAndSummaryFirstMatchWins)
 {
-    auto errorState = stateWith(prompt(InteractionKind::question));
+    using Phase = PaneInteractionPhase;
+    const auto question = prompt(InteractionKind::question);
+    auto errorState = stateWith(question, Phase::reading);
     errorState.error = u"Pane\n  vanished"_s;
-    errorState.phase = PaneInteractionPhase::reading;
     auto blankError = stateWith();
     blankError.error = u"  "_s;
-    auto staleDraft = stateWith(prompt(InteractionKind::question));
+    auto staleDraft = stateWith(question, Phase::responding);
     staleDraft.draft.state = InteractionDraftState::stale;
-    staleDraft.phase = PaneInteractionPhase::responding;
-    auto reading = stateWith(prompt(InteractionKind::question));
-    reading.phase = PaneInteractionPhase::reading;
-    auto responding = stateWith();
-    responding.phase = PaneInteractionPhase::responding;
-    auto settling = stateWith();
-    settling.phase = PaneInteractionPhase::settling;
     auto withProgress = prompt(InteractionKind::question);
     withProgress.progress = InteractionProgress{1, 3, std::nullopt};
     auto bodyOnly = prompt(InteractionKind::approval);
@@ -114,68 +110,37 @@ TEST(InteractionAttentionDisplayModel, StateTextAndSummaryFirstMatchWins)
         const char* name;
         RollupStatus status;
         std::optional<PaneInteractionState> state;
-        std::optional<QString> completion;
         QString stateText;
         QString summary;
+        std::optional<QString> completion = {};
     };
     using enum RollupStatus;
+    const auto none = std::nullopt;
     const std::vector<Case> cases = {
-        {"error first", blocked, errorState, {}, u"error"_s, u"Pane vanished"_s},
-        {"blank error ignored", idle, blankError, {}, u"idle"_s, u"No pending interaction."_s},
-        {"stale draft",
-         blocked,
-         staleDraft,
-         {},
-         u"draft needs review"_s,
+        {"error first", blocked, errorState, u"error"_s, u"Pane vanished"_s},
+        {"blank error ignored", idle, blankError, u"idle"_s, u"No pending interaction."_s},
+        {"stale draft", blocked, staleDraft, u"draft needs review"_s,
          u"The saved draft belongs to an earlier prompt."_s},
-        {"reading", blocked, reading, {}, u"reading"_s, u"Reading the live prompt…"_s},
-        {"responding", blocked, responding, {}, u"responding"_s, u"Revalidating and sending…"_s},
-        {"settling",
-         blocked,
-         settling,
-         {},
-         u"settling"_s,
+        {"reading", blocked, stateWith(question, Phase::reading), u"reading"_s,
+         u"Reading the live prompt…"_s},
+        {"responding", blocked, stateWith({}, Phase::responding), u"responding"_s,
+         u"Revalidating and sending…"_s},
+        {"settling", blocked, stateWith({}, Phase::settling), u"settling"_s,
          u"Waiting for the terminal to settle…"_s},
-        {"unknown prompt",
-         blocked,
-         stateWith(prompt(InteractionKind::unknown)),
-         {},
-         u"manual input"_s,
+        {"unknown prompt", blocked, stateWith(prompt(InteractionKind::unknown)), u"manual input"_s,
          u"Deploy now?"_s},
-        {"progress first",
-         blocked,
-         stateWith(withProgress),
-         {},
-         u"needs input"_s,
-         u"Question 1/3"_s},
-        {"body after blank title",
-         done,
-         stateWith(bodyOnly),
-         {},
-         u"needs input"_s,
-         u"Allow bash?"_s},
-        {"nothing to say",
-         blocked,
-         stateWith(empty),
-         {},
-         u"needs input"_s,
+        {"progress first", blocked, stateWith(withProgress), u"needs input"_s, u"Question 1/3"_s},
+        {"body after blank title", done, stateWith(bodyOnly), u"needs input"_s, u"Allow bash?"_s},
+        {"nothing to say", blocked, stateWith(empty), u"needs input"_s,
          u"Prompt is ready for review."_s},
-        {"finished with summary", done, stateWith(), u"All\n tests pass"_s, u"finished"_s,
-         u"All tests pass"_s},
-        {"finished without",
-         done,
-         {},
-         {},
-         u"finished"_s,
+        {"finished with summary", done, stateWith(), u"finished"_s, u"All tests pass"_s,
+         u"All\n tests pass"_s},
+        {"finished without", done, none, u"finished"_s,
          u"Finished. Jump to review the final output."_s},
-        {"idle", idle, {}, {}, u"idle"_s, u"No pending interaction."_s},
-        {"unknown", unknown, {}, {}, u"unknown"_s, u"No pending interaction."_s},
-        {"working", working, {}, {}, u"working"_s, u"Agent is working — no input needed."_s},
-        {"blocked before a read",
-         blocked,
-         stateWith(),
-         {},
-         u"needs input"_s,
+        {"idle", idle, none, u"idle"_s, u"No pending interaction."_s},
+        {"unknown", unknown, none, u"unknown"_s, u"No pending interaction."_s},
+        {"working", working, none, u"working"_s, u"Agent is working — no input needed."_s},
+        {"blocked before a read", blocked, stateWith(), u"needs input"_s,
          u"Reading the live prompt…"_s},
     };
     for (const auto& c : cases) {
@@ -198,8 +163,6 @@ TEST(InteractionAttentionDisplayModel, IdentityAndAccessibilityLabel)
     in.state = state;
     const auto model = InteractionAttentionDisplayModel::make(in);
     EXPECT_EQ(model.id(), u"local:default/w1-3"_s);
-    EXPECT_EQ(model.paneID(), u"w1-3"_s);
-    EXPECT_EQ(model.sessionID(), u"local:default"_s);
     EXPECT_EQ(model.accessibilityLabel(),
               u"claude, in api, Tab 2, gpt-5, session build box, pane w1-3, working, "
               "Agent is working — no input needed., 2m elapsed, fresh <1m"_s);

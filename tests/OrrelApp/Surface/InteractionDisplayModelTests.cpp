@@ -1,15 +1,27 @@
 #include "OrrelApp/Surface/InteractionDisplayModel.h"
 
+#include <QStringList>
+
 #include <gtest/gtest.h>
 
 using namespace Qt::StringLiterals;
 
 namespace {
 
-InteractionChoice choice(const QString& label, std::vector<QString> keys = {})
+// "Yes=y,Enter" is a row labelled Yes that the keys y then Enter answer.
+template <class... Spec>
+std::vector<InteractionChoice> rows(Spec... specs)
 {
-    return InteractionChoice{InteractionChoiceKind::option, label, std::nullopt, std::move(keys),
-                             std::nullopt};
+    std::vector<InteractionChoice> result;
+    for (const char* spec : {specs...}) {
+        const auto parts = QString::fromUtf8(spec).split(u'=');
+        std::vector<QString> keys;
+        for (const auto& key : parts.value(1).split(u',', Qt::SkipEmptyParts))
+            keys.push_back(key);
+        result.push_back(InteractionChoice{InteractionChoiceKind::option, parts[0], std::nullopt,
+                                           std::move(keys), std::nullopt});
+    }
+    return result;
 }
 
 PendingInteraction interaction(InteractionKind kind, InteractionMechanism mechanism,
@@ -53,52 +65,25 @@ TEST(InteractionDisplayModel, ApprovalShortcuts)
     struct Case {
         const char* name;
         InteractionMechanism mechanism;
-        std::vector<InteractionChoice> choices;
         bool onceAvailable;
         std::optional<qint64> persistIndex;
         bool actionable;
+        std::vector<InteractionChoice> choices;
     };
     const std::set caps{InteractionCapability::approve, InteractionCapability::deny,
                         InteractionCapability::selectOne};
+    const auto none = std::nullopt;
     const std::vector<Case> cases = {
-        {"two numbered",
-         numberedShortcut,
-         {choice(u"Yes"_s), choice(u"No"_s)},
-         true,
-         std::nullopt,
-         true},
-        {"three numbered",
-         numberedShortcut,
-         {choice(u"Yes"_s), choice(u"Yes, always"_s), choice(u"No"_s)},
-         true,
-         1,
-         true},
-        {"explicit keys on every row",
-         explicitShortcut,
-         {choice(u"Yes"_s, {u"y"_s}), choice(u"No"_s, {u"n"_s}), choice(u"Always"_s, {u"a"_s})},
-         true,
-         1,
-         true},
+        {"two numbered", numberedShortcut, true, none, true, rows("Yes", "No")},
+        {"three numbered", numberedShortcut, true, 1, true, rows("Yes", "Yes, always", "No")},
+        {"explicit keys on every row", explicitShortcut, true, 1, true,
+         rows("Yes=y", "No=n", "Always=a")},
         // One row without a key: the rows are not answered structurally, the keys still tell.
-        {"explicit with a keyless row",
-         explicitShortcut,
-         {choice(u"Yes"_s, {u"y"_s}), choice(u"No"_s, {u"n"_s}), choice(u"Edit"_s),
-          choice(u"Persist"_s, {u"p"_s})},
-         true,
-         3,
-         false},
-        {"explicit, first key not exactly y",
-         explicitShortcut,
-         {choice(u"Yes"_s, {u"y"_s, u"Enter"_s}), choice(u"Edit"_s)},
-         false,
-         std::nullopt,
-         false},
-        {"arrows without a cursor",
-         arrowNavigate,
-         {choice(u"Yes"_s), choice(u"Always"_s), choice(u"No"_s)},
-         false,
-         std::nullopt,
-         false},
+        {"explicit with a keyless row", explicitShortcut, true, 3, false,
+         rows("Yes=y", "No=n", "Edit", "Persist=p")},
+        {"explicit, first key not exactly y", explicitShortcut, false, none, false,
+         rows("Yes=y,Enter", "Edit")},
+        {"arrows without a cursor", arrowNavigate, false, none, false, rows("Yes", "Always", "No")},
     };
     for (const auto& c : cases) {
         const auto model = InteractionDisplayModel::from(
@@ -111,9 +96,9 @@ TEST(InteractionDisplayModel, ApprovalShortcuts)
     }
 
     // Persist and once belong to approvals only.
-    const auto question = InteractionDisplayModel::from(interaction(
-        InteractionKind::question, numberedShortcut,
-        {choice(u"a"_s), choice(u"b"_s), choice(u"c"_s)}, {InteractionCapability::selectOne}));
+    const auto question = InteractionDisplayModel::from(
+        interaction(InteractionKind::question, numberedShortcut, rows("a", "b", "c"),
+                    {InteractionCapability::selectOne}));
     EXPECT_FALSE(question.approvalOnceAvailable);
     EXPECT_FALSE(question.approvalPersistChoiceIndex);
     EXPECT_FALSE(question.showsCancel);
@@ -146,7 +131,7 @@ TEST(InteractionDisplayModel, SupportMessageAndStructuredSubmit)
         {unknown, manual, true, unknownText, true},
     };
     for (const auto& c : cases) {
-        auto pending = interaction(c.kind, c.mechanism, {choice(u"a"_s), choice(u"b"_s)});
+        auto pending = interaction(c.kind, c.mechanism, rows("a", "b"));
         if (c.native)
             pending.evidence.source = InteractionSourceKind::native;
         const auto model = InteractionDisplayModel::from(pending);
@@ -161,8 +146,8 @@ TEST(InteractionDisplayModel, SupportMessageAndStructuredSubmit)
 TEST(InteractionDisplayModel, TextEntry)
 {
     const std::set caps{InteractionCapability::enterText, InteractionCapability::selectOne};
-    auto screen = interaction(InteractionKind::freeText, InteractionMechanism::textEntry,
-                              {choice(u"Type"_s)}, caps);
+    auto screen =
+        interaction(InteractionKind::freeText, InteractionMechanism::textEntry, rows("Type"), caps);
     auto model = InteractionDisplayModel::from(screen);
     EXPECT_TRUE(model.showsTextEntry);
     EXPECT_FALSE(model.showsBeginTextEntry);
@@ -177,7 +162,7 @@ TEST(InteractionDisplayModel, TextEntry)
     // A question that also takes text offers to start typing, without a field yet.
     const auto question = InteractionDisplayModel::from(
         interaction(InteractionKind::question, InteractionMechanism::numberedShortcut,
-                    {choice(u"a"_s), choice(u"Type something"_s)}, caps));
+                    rows("a", "Type something"), caps));
     EXPECT_FALSE(question.showsTextEntry);
     EXPECT_TRUE(question.showsBeginTextEntry);
     EXPECT_TRUE(question.choicesAreActionable);
@@ -186,12 +171,10 @@ TEST(InteractionDisplayModel, TextEntry)
 TEST(InteractionDisplayModel, ChoicesStepsAndCopiedTexts)
 {
     auto pending = interaction(InteractionKind::question, InteractionMechanism::multiSelect,
-                               {choice(u"red"_s), choice(u"green"_s, {u"2"_s}), choice(u"blue"_s)},
-                               {InteractionCapability::selectMany});
+                               rows("red", "green=2", "blue"), {InteractionCapability::selectMany});
     pending.body = u"Pick colours"_s;
     pending.presentation.selectedChoiceIndex = 1;
     pending.presentation.checkedChoiceIndexes = {0, 2};
-    pending.presentation.selectedChoicePreview = u"preview"_s;
     pending.userPromptContext = u"  make it\n\n  colourful\t please "_s;
     pending.steps = {{u"Colours"_s, true, false}, {u"Submit"_s, false, true}};
 
@@ -204,9 +187,7 @@ TEST(InteractionDisplayModel, ChoicesStepsAndCopiedTexts)
     EXPECT_EQ(model.choices[0].isChecked, true);
     EXPECT_FALSE(model.choices[0].isSelected);
     EXPECT_EQ(model.choices[2].isChecked, true);
-    EXPECT_EQ(model.title, u"Run the migration?"_s);
     EXPECT_EQ(model.body, u"Pick colours"_s);
-    EXPECT_EQ(model.selectedChoicePreview, u"preview"_s);
     EXPECT_EQ(model.userContextLine, u"You: make it colourful please"_s);
     EXPECT_TRUE(model.choicesAreActionable);
     // An answered step is not enough while no step is active.
