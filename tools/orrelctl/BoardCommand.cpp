@@ -31,6 +31,8 @@ const QString usage =
 
 // How long a one-shot board waits for discovery and the first cycle of every session.
 constexpr auto settleDeadline = 15s;
+// How long one request to a herdr server may take.
+constexpr double requestTimeout = 5.0;
 
 enum class BoardAction { approve, deny, choice, reply, interrupt, jump };
 
@@ -222,7 +224,18 @@ QCoro::Task<int> runBoard(CommandContext context)
     // session names to leave out.
     IniSettingsStore store(IniSettingsStore::defaultPath(context.environment));
     Settings settings(store);
-    auto registry = std::make_unique<SessionRegistry>();
+    // A server that takes the connection and never answers must not keep the command from ending.
+    SessionRegistry::Options options;
+    options.makeDependencies = [environment = context.environment](const ResolvedSession& session) {
+        SessionRuntime::Dependencies dependencies;
+        dependencies.client = std::make_unique<HerdrClient>(session.endpoint, requestTimeout);
+        dependencies.environment = environment;
+        dependencies.streamOptions = [environment] {
+            return EventStreamOptions::fromEnvironment(environment);
+        };
+        return dependencies;
+    };
+    auto registry = std::make_unique<SessionRegistry>(options);
     SessionRegistry* registryPointer = registry.get();
     OrrelViewModel model(std::move(registry), Clock::system(), arguments->pinned);
     SessionDiscoveryLoop* discovery = nullptr;
@@ -265,8 +278,13 @@ QCoro::Task<int> runBoard(CommandContext context)
                 status = context.fail(u"orrelctl board: "_s + ref.error(), ExitStatus::usage);
         } else {
             printer.print(model, model.now());
-            // Nothing to show because no session could be found is a failure a script must see.
-            if (model.runtimes().empty() && model.registry().discoveryError())
+            // Nothing to show because no session could be found or reached is a failure a script
+            // must see.
+            const auto runtimes = model.runtimes();
+            const bool noneConnected = std::ranges::none_of(runtimes, [](SessionRuntime* r) {
+                return r->connection() == SessionRuntime::Connection::connected;
+            });
+            if (noneConnected && (!runtimes.empty() || model.registry().discoveryError()))
                 status = ExitStatus::failure;
         }
     }

@@ -144,6 +144,15 @@ TEST_F(BoardCommandTest, AnActionGoesThroughTheViewModelsRefusals)
     EXPECT_EQ(first.requestsFor(u"pane.send_keys"_s).size(), 1u);
 }
 
+TEST(BoardCommand, ASessionThatCannotBeReachedIsSaidAndFails)
+{
+    const ProgramRun board = run(orrelctl, {u"board"_s, u"--socket"_s, u"/nonexistent/h.sock"_s});
+    EXPECT_EQ(board.status, 1);
+    EXPECT_TRUE(board.out.contains(
+        u"session local:custom  unavailable  Couldn't reach herdr — is it running?"_s))
+        << board.out.toStdString();
+}
+
 TEST(BoardCommand, UsageErrorsExitWithTwo)
 {
     for (const QStringList& arguments :
