@@ -13,11 +13,6 @@ QString focusedIdentity(const QString& identity)
     return u"focused:"_s + identity;
 }
 
-double roundedEven(double value)
-{
-    return 2.0 * std::round(value / 2.0);
-}
-
 } // namespace
 
 OrrelSurfaceState::OrrelSurfaceState(OrrelGeometry geometry, bool reduceMotion,
@@ -130,26 +125,25 @@ QSizeF OrrelSurfaceState::visibleSize() const
         const double indicator = isCompactIndicatorRevealed() ? 12 : 3;
         return {m_geometry.compactWidth, m_geometry.topContentInset + indicator};
     }
-    const double height = std::max(
-        1.0, std::min(m_geometry.maximumExpandedHeight, roundedEven(m_renderedExpandedHeight)));
+    const double height =
+        std::max(1.0, std::min(m_geometry.maximumExpandedHeight,
+                               OrrelGeometry::roundedEven(m_renderedExpandedHeight)));
     return {m_geometry.expandedWidth, height};
 }
 
 double OrrelSurfaceState::minimumOverviewHeight() const
 {
-    return std::min(m_geometry.maximumExpandedHeight,
-                    std::max(m_geometry.topContentInset + 150, 190.0));
+    return m_geometry.minimumOverviewHeight();
 }
 
 double OrrelSurfaceState::minimumFocusedHeight() const
 {
-    return std::min(m_geometry.maximumExpandedHeight,
-                    std::max(m_geometry.topContentInset + 260, 300.0));
+    return m_geometry.minimumFocusedHeight();
 }
 
 double OrrelSurfaceState::clampedHeight(double height, double minimum) const
 {
-    return std::min(m_geometry.maximumExpandedHeight, std::max(minimum, roundedEven(height)));
+    return m_geometry.clampedExpandedHeight(height, minimum);
 }
 
 void OrrelSurfaceState::prepareOverview(double estimatedHeight)

@@ -48,6 +48,40 @@ TEST(OrrelGeometry, DisplayWithoutHousing)
     EXPECT_EQ(OrrelGeometry::withoutHousing({10, 1}), (OrrelGeometry{190, 1, 1, 0}));
 }
 
+TEST(OrrelGeometry, ThePillSpansASensibleGapBesideAHousing)
+{
+    // Areas beside the housing: the left one ends at 700, the right one starts `gap` later.
+    const auto withGap = [](double gap, double inset) {
+        return OrrelGeometry::measure({QRectF(0, 0, 1512, 982), QRectF(0, 0, 1512, 950), inset,
+                                       QRectF(0, 0, 700, 32), QRectF(700 + gap, 0, 300, 32)});
+    };
+    EXPECT_EQ(withGap(100, 32).compactWidth, 108);
+    EXPECT_EQ(withGap(100, 32).topContentInset, 32);
+    EXPECT_EQ(withGap(80, 32).compactWidth, 190);
+    EXPECT_EQ(withGap(81, 32).compactWidth, 89);
+    EXPECT_EQ(withGap(400, 32).compactWidth, 190);
+    EXPECT_EQ(withGap(100, 0).compactWidth, 190); // regions without an inset are not a housing
+    EXPECT_EQ(withGap(100, -4).topContentInset, 0);
+}
+
+TEST(OrrelGeometry, FirstGuessesOfTheExpandedHeights)
+{
+    const OrrelGeometry flat = OrrelGeometry::withoutHousing({1600, 1000});
+    OrrelGeometry housed = flat;
+    housed.topContentInset = 32;
+    // No agents: placeholder rows of 168 under chrome of 75, rounded to even.
+    EXPECT_EQ(flat.overviewHeight(0, 0, false), 244);
+    EXPECT_EQ(flat.overviewHeight(1, 1, false), 190); // 184 is below the least height
+    EXPECT_EQ(flat.overviewHeight(2, 1, false), 75 + 116 + 44 + 7);
+    EXPECT_EQ(flat.overviewHeight(3, 2, true), 420); // at most the maximum
+    EXPECT_EQ(housed.overviewHeight(0, 0, false), 104 + 168);
+    // A short card is held at its minimum; more than four choices count as four.
+    EXPECT_EQ(flat.focusedHeight(2, false, false), 300);
+    EXPECT_EQ(housed.focusedHeight(4, true, false), 104 + 176 + 92 + 46);
+    EXPECT_EQ(flat.focusedHeight(2, true, true), 360);
+    EXPECT_EQ(flat.focusedHeight(9, false, false), flat.focusedHeight(4, false, false));
+}
+
 TEST_F(SurfaceStateTest, HoverOutWaitsAndHoverBackCancels)
 {
     const auto revealedChanges = count(&OrrelSurfaceState::compactIndicatorRevealedChanged);
