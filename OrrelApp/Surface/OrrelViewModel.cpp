@@ -63,7 +63,6 @@ void OrrelViewModel::stop()
     m_started = false;
     if (m_discovery)
         m_discovery->stop();
-    m_pendingNotificationJumps.clear();
     m_registry->stop();
 }
 
@@ -82,7 +81,7 @@ void OrrelViewModel::remoteHostsDidChange()
         m_discovery->refreshNow();
 }
 
-std::vector<SessionRuntime*> OrrelViewModel::runtimes() const
+const std::vector<SessionRuntime*>& OrrelViewModel::runtimes() const
 {
     return m_registry->runtimes();
 }
@@ -317,7 +316,7 @@ void OrrelViewModel::sessionRuntimeWasRemoved(const QString& sessionID)
 
 QCoro::Task<> OrrelViewModel::sessionRuntimeDidObserve(SessionRuntime* runtime,
                                                        StateTransitionResult transitions,
-                                                       std::optional<QString> selectedPaneID)
+                                                       std::optional<QString>)
 {
     const Timestamp at = now();
     const QString sessionID = runtime->sessionID();
@@ -363,7 +362,7 @@ QCoro::Task<> OrrelViewModel::sessionRuntimeDidObserve(SessionRuntime* runtime,
     }
 
     if (m_selected && m_selected->sessionID == sessionID) {
-        synchronizePresentation(runtime, selectedPaneID);
+        synchronizePresentation(runtime);
         handleSelectedPaneResolutionIfNeeded(runtime);
         rememberFocusedIdentity();
     }
@@ -372,15 +371,13 @@ QCoro::Task<> OrrelViewModel::sessionRuntimeDidObserve(SessionRuntime* runtime,
     Q_EMIT observed(sessionID);
 }
 
-void OrrelViewModel::synchronizePresentation(SessionRuntime* runtime,
-                                             const std::optional<QString>& selectedPaneID)
+void OrrelViewModel::synchronizePresentation(SessionRuntime* runtime)
 {
     if (!m_presentation.isFocused() || !m_selected)
         return;
     if (runtime->store().pane(m_selected->paneID))
         return;
     // The pane went while its card was open: keep naming it as it was last shown.
-    Q_UNUSED(selectedPaneID);
     const auto title = m_lastFocusedTitles.find(*m_selected);
     const auto subtitle = m_lastFocusedSubtitles.find(*m_selected);
     m_goneCard = GoneCard{title == m_lastFocusedTitles.end() ? m_selected->paneID : title->second,

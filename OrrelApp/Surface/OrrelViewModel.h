@@ -69,7 +69,7 @@ public:
     void remoteHostsDidChange();
 
     SessionRegistry& registry() const { return *m_registry; }
-    std::vector<SessionRuntime*> runtimes() const;
+    const std::vector<SessionRuntime*>& runtimes() const;
     SessionRuntime* runtime(const QString& sessionID) const;
     const std::optional<ResolvedSession>& pinnedSession() const { return m_pinnedSession; }
     Timestamp now() const { return m_clock.now(); }
@@ -207,8 +207,7 @@ private:
     static QString taskTitle(const StateStore& store, const PaneInfo& pane);
     static QString projectTitle(const StateStore& store, const PaneInfo& pane);
     void playAlertSound();
-    void synchronizePresentation(SessionRuntime* runtime,
-                                 const std::optional<QString>& selectedPaneID);
+    void synchronizePresentation(SessionRuntime* runtime);
     void handleSelectedPaneResolutionIfNeeded(SessionRuntime* runtime);
     void rememberFocusedIdentity();
     void notifyChanged();
@@ -236,8 +235,6 @@ private:
     std::set<QString> m_sendingEscalations;
     std::map<AgentRef, QString> m_lastFocusedTitles;
     std::map<AgentRef, QString> m_lastFocusedSubtitles;
-    std::map<AgentRef, quint64> m_pendingNotificationJumps; // ticket of the latest jump per ref
-    quint64 m_notificationJumpTicket = 0;
     std::optional<JumpNotice> m_jumpNotice;
     CompactSignalTracker m_compactSignalTracker;
 };

@@ -310,20 +310,13 @@ QCoro::Task<bool> OrrelViewModel::jump(AgentRef ref)
 
 QCoro::Task<> OrrelViewModel::handleNotificationJump(AgentRef ref)
 {
-    // A later answer to the same notification replaces this one.
-    const quint64 ticket = ++m_notificationJumpTicket;
-    m_pendingNotificationJumps[ref] = ticket;
     if (!locate(ref).pane) {
-        m_pendingNotificationJumps.erase(ref);
         m_jumpNotice = JumpNotice{
             u"This notification refers to an agent that is no longer available."_s, std::nullopt};
         notifyChanged();
         co_return;
     }
-    QPointer<OrrelViewModel> self{this};
     co_await jump(ref);
-    if (self && m_pendingNotificationJumps[ref] == ticket)
-        m_pendingNotificationJumps.erase(ref);
 }
 
 // --- Escalations.
