@@ -255,7 +255,7 @@ QCoro::Task<int> runBoard(CommandContext context)
     TerminalActivator terminal(settings.terminalSelection(), desktop);
     model.start({.settings = &settings, .terminal = &terminal});
 
-    BoardPrinter printer(context, arguments->json);
+    BoardPrinter printer(context, arguments->json, arguments->watch);
     int status = ExitStatus::success;
     if (arguments->watch) {
         InterruptPipe interrupt;

@@ -5,6 +5,8 @@
 #include "OrrelApp/Sessions/SessionRuntime.h"
 #include "OrrelApp/Surface/OrrelViewModel.h"
 
+#include <QDateTime>
+
 using namespace Qt::StringLiterals;
 
 namespace {
@@ -121,5 +123,11 @@ void BoardPrinter::print(const OrrelViewModel& model, Timestamp at)
     if (text == m_lastPrinted)
         return;
     m_lastPrinted = text;
-    m_context.print(m_json ? text : text + u'\n');
+    if (m_json || !m_watch) {
+        m_context.print(text);
+        return;
+    }
+    const QString time = QDateTime::fromSecsSinceEpoch(std::chrono::system_clock::to_time_t(at))
+                             .toString(u"HH:mm:ss"_s);
+    m_context.print(u"── %1 ──\n%2\n"_s.arg(time, text));
 }

@@ -11,7 +11,12 @@ class OrrelViewModel;
 // that would print exactly what was printed last prints nothing.
 class BoardPrinter {
 public:
-    BoardPrinter(CommandContext context, bool json) : m_context(std::move(context)), m_json(json) {}
+    // `watch`: each print begins with a line that gives its time, so that one
+    // cycle's text stands apart from the next.
+    BoardPrinter(CommandContext context, bool json, bool watch = false)
+        : m_context(std::move(context)), m_json(json), m_watch(watch)
+    {
+    }
 
     void print(const OrrelViewModel& model, Timestamp at);
 
@@ -21,5 +26,6 @@ public:
 private:
     CommandContext m_context;
     bool m_json = false;
+    bool m_watch = false;
     QString m_lastPrinted;
 };
