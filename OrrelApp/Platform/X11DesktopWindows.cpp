@@ -8,6 +8,7 @@
 #include <xcb/xcb.h>
 #include <xcb/xproto.h>
 
+#include <array>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
@@ -174,4 +175,47 @@ bool X11DesktopWindows::launchExecutable(const QString& executable)
         process.setProcessEnvironment(environment);
     }
     return process.startDetached();
+}
+
+void X11DesktopWindows::keepPanelOnEveryWorkspace(std::uint32_t windowID)
+{
+    if (!m_connection)
+        return;
+    // A mapped window's state changes only through requests to the root window, which the window
+    // manager carries out; 0xFFFFFFFF is the desktop number that means every desktop.
+    const auto request = [&](std::uint32_t type, std::array<std::uint32_t, 3> data) {
+        xcb_client_message_event_t event{};
+        event.response_type = XCB_CLIENT_MESSAGE;
+        event.format = 32;
+        event.window = windowID;
+        event.type = type;
+        event.data.data32[0] = data[0];
+        event.data.data32[1] = data[1];
+        event.data.data32[2] = data[2];
+        event.data.data32[3] = 1; // from a normal application
+        xcb_send_event(m_connection, 0, m_root,
+                       XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT | XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY,
+                       reinterpret_cast<const char*>(&event));
+    };
+    constexpr std::uint32_t add = 1;
+    const std::uint32_t state = atom("_NET_WM_STATE");
+    request(state, {add, atom("_NET_WM_STATE_STICKY"), atom("_NET_WM_STATE_ABOVE")});
+    request(state, {add, atom("_NET_WM_STATE_SKIP_TASKBAR"), atom("_NET_WM_STATE_SKIP_PAGER")});
+    request(atom("_NET_WM_DESKTOP"), {0xFFFFFFFFu, 0, 0});
+    xcb_flush(m_connection);
+}
+
+std::optional<QRect> X11DesktopWindows::windowFrame(std::uint32_t windowID)
+{
+    if (!m_connection)
+        return std::nullopt;
+    auto geometry = reply(
+        xcb_get_geometry_reply(m_connection, xcb_get_geometry(m_connection, windowID), nullptr));
+    if (!geometry)
+        return std::nullopt;
+    auto origin = reply(xcb_translate_coordinates_reply(
+        m_connection, xcb_translate_coordinates(m_connection, windowID, m_root, 0, 0), nullptr));
+    if (!origin)
+        return std::nullopt;
+    return QRect(origin->dst_x, origin->dst_y, geometry->width, geometry->height);
 }

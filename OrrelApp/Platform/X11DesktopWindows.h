@@ -1,6 +1,7 @@
 #pragma once
 
 #include "HerdrClient/Responding/TerminalActivator.h"
+#include "OrrelApp/Platform/PanelDesktop.h"
 
 #include <QString>
 
@@ -8,7 +9,7 @@ struct xcb_connection_t;
 
 // The window list of an X11 desktop through the window manager's EWMH hints: which application
 // windows exist, which is active, and asking the window manager to bring one forward.
-class X11DesktopWindows : public DesktopWindowControlling {
+class X11DesktopWindows : public DesktopWindowControlling, public PanelDesktop {
 public:
     // Connects to `displayName`, or to $DISPLAY when empty. Without an X server every query
     // answers "nothing", so Wayland and headless sessions simply find no terminal.
@@ -24,6 +25,9 @@ public:
     bool activate(const RunningWindow& window) override;
     bool launchDesktopEntry(const QString& desktopID) override;
     bool launchExecutable(const QString& executable) override;
+
+    void keepPanelOnEveryWorkspace(std::uint32_t windowID) override;
+    std::optional<QRect> windowFrame(std::uint32_t windowID) override;
 
 private:
     std::uint32_t atom(const char* name);
