@@ -1,7 +1,7 @@
 # The two commands of the README: `make run` and `make test`.
 JOBS ?= $(shell nproc)
 
-.PHONY: run test deps build-release build-ci bench clean format format-check tidy
+.PHONY: run demo test deps build-release build-ci bench clean format format-check tidy
 
 SOURCES = git ls-files '*.h' '*.cpp'
 # clang-tidy 14 cannot parse libstdc++ 12's <expected>, and neither 14 nor 16 accepts -std=c++23:
@@ -22,6 +22,9 @@ build-ci: deps
 
 run: build-release
 	./build/release/OrrelApp/orrel-sentry $(ARGS)
+
+demo: build-release
+	scripts/demo build/release
 
 test: build-ci
 	ctest --preset ci -j $(JOBS)

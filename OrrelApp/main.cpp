@@ -1,12 +1,8 @@
-#include "HerdrClient/Wire/HerdrClient.h"
+#include "OrrelApp/Shell/AppDelegate.h"
 #include "OrrelApp/Shell/AppLaunchMode.h"
-#include "OrrelApp/Shell/SessionListing.h"
 
-#include <QCoreApplication>
-#include <QCoroTask>
+#include <QApplication>
 #include <QTextStream>
-
-#include <cstdio>
 
 int main(int argc, char* argv[])
 {
@@ -15,21 +11,33 @@ int main(int argc, char* argv[])
         arguments << QString::fromLocal8Bit(argv[i]);
     const auto mode = AppLaunchMode::fromArguments(arguments);
 
-    QTextStream out(stdout);
-    QTextStream err(stderr);
     switch (mode.kind) {
     case AppLaunchMode::Kind::selfTestPrompt:
-    case AppLaunchMode::Kind::screenSave:
+    case AppLaunchMode::Kind::screenSave: {
+        QTextStream err(stderr);
         err << "This build of Orrel Sentry has no "
             << (mode.kind == AppLaunchMode::Kind::screenSave ? "screen saver host"
                                                              : "self-test prompt")
             << " yet.\n";
         return 2;
+    }
     case AppLaunchMode::Kind::normal: break;
     }
 
-    QCoreApplication app(argc, argv);
-    QCoreApplication::setApplicationName(QStringLiteral("orrel-sentry"));
-    HerdrClient client(std::nullopt, 5.0);
-    return QCoro::waitFor(listSession(client, client.socketPath(), out, err));
+    // The panel places itself and stays on top, which a Wayland compositor does not allow a
+    // client: there it runs through XWayland. QT_QPA_PLATFORM still wins when set.
+    if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
+        qputenv("QT_QPA_PLATFORM", "xcb");
+
+    QApplication application(argc, argv);
+    QApplication::setApplicationName(QStringLiteral("orrel-sentry"));
+    QApplication::setApplicationDisplayName(QStringLiteral("Orrel Sentry"));
+    QApplication::setDesktopFileName(QStringLiteral("dev.orrelsentry.OrrelSentry"));
+    // Resident: closing a window never ends the program.
+    QApplication::setQuitOnLastWindowClosed(false);
+
+    AppDelegate delegate(mode);
+    if (!delegate.applicationDidFinishLaunching())
+        return 1;
+    return QApplication::exec();
 }

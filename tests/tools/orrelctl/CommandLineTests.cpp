@@ -11,7 +11,6 @@ using namespace Qt::StringLiterals;
 namespace {
 
 const QString orrelctl = QStringLiteral(ORRELCTL_PATH);
-const QString orrelSentry = QStringLiteral(ORREL_SENTRY_PATH);
 
 class CommandLineTest : public ::testing::Test {
 protected:
@@ -55,13 +54,6 @@ TEST_F(CommandLineTest, SnapshotListsThePanesForPeopleAndAsJSONLines)
     EXPECT_EQ(value->member(u"panes")->element(1)->member(u"agent"), nullptr);
 }
 
-TEST_F(CommandLineTest, TheProgramListsTheSessionAndExits)
-{
-    const ProgramRun listing = run(orrelSentry, {}, server.socketPath());
-    EXPECT_EQ(listing.status, 0) << listing.err.toStdString();
-    EXPECT_TRUE(listing.out.contains(u"Auth refactor"_s)) << listing.out.toStdString();
-}
-
 TEST(CommandLine, UnreachableHerdrIsSaidOnOneLine)
 {
     const ProgramRun ping = run(orrelctl, {u"ping"_s});
@@ -70,11 +62,6 @@ TEST(CommandLine, UnreachableHerdrIsSaidOnOneLine)
     EXPECT_TRUE(ping.err.startsWith(u"Couldn't reach herdr — is it running?"_s))
         << ping.err.toStdString();
     EXPECT_TRUE(ping.err.contains(u"/nonexistent/herdr.sock"_s));
-
-    const ProgramRun program = run(orrelSentry, {});
-    EXPECT_EQ(program.status, 1);
-    EXPECT_TRUE(program.err.contains(u"Couldn't reach herdr — is it running?"_s));
-    EXPECT_TRUE(program.err.contains(u"/nonexistent/herdr.sock"_s));
 }
 
 // A herdr that answers is running: what it refused is told, never a herdr out of reach.
@@ -85,8 +72,8 @@ TEST(CommandLine, AnAnsweredErrorIsToldAsHerdrsRefusal)
     server.setHandler(u"session.snapshot"_s, [](const FakeRequest&) {
         return FakeReply::error(u"internal_error"_s, u"state lock poisoned"_s);
     });
-    for (const ProgramRun& r : {run(orrelctl, {u"snapshot"_s, u"--socket"_s, server.socketPath()}),
-                                run(orrelSentry, {}, server.socketPath())}) {
+    for (const ProgramRun& r :
+         {run(orrelctl, {u"snapshot"_s, u"--socket"_s, server.socketPath()})}) {
         EXPECT_EQ(r.status, 1);
         EXPECT_TRUE(
             r.err.startsWith(u"herdr refused the request (internal_error): state lock poisoned"_s))

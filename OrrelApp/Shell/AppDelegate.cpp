@@ -1,0 +1,190 @@
+#include "OrrelApp/Shell/AppDelegate.h"
+
+#include "HerdrClient/Responding/TerminalActivator.h"
+#include "HerdrClient/Sessions/SessionDirectory.h"
+#include "HerdrClient/Support/Environment.h"
+#include "HerdrClient/Wire/HerdrClient.h"
+#include "OrrelApp/Alerts/SoundEngine.h"
+#include "OrrelApp/Platform/DesktopDoNotDisturb.h"
+#include "OrrelApp/Platform/IniSettingsStore.h"
+#include "OrrelApp/Platform/SoundEffectAlertSound.h"
+#include "OrrelApp/Platform/X11DesktopWindows.h"
+#include "OrrelApp/Sessions/SessionDiscoveryLoop.h"
+#include "OrrelApp/Sessions/SessionRegistry.h"
+#include "OrrelApp/Shell/Settings.h"
+#include "OrrelApp/Surface/OrrelViewModel.h"
+#include "OrrelApp/Surface/OrrelWindowController.h"
+
+#include <QCoroTimer>
+#include <QDBusConnection>
+#include <QGuiApplication>
+#include <QPointer>
+#include <QSet>
+#include <QTimer>
+
+using namespace Qt::StringLiterals;
+using namespace std::chrono_literals;
+
+namespace {
+
+// A herdr server that takes a request and never answers must not leave a session "connecting"
+// for ever; the event stream is not bound by this.
+constexpr double requestTimeout = 10.0;
+// How long quitting waits for the sessions' tasks to end before it leaves anyway.
+constexpr auto stopDeadline = 3s;
+
+SessionRuntime::Dependencies applicationDependencies(const ResolvedSession& session)
+{
+    SessionRuntime::Dependencies dependencies;
+    dependencies.client = std::make_unique<HerdrClient>(session.endpoint, requestTimeout);
+    return dependencies;
+}
+
+} // namespace
+
+AppDelegate::AppDelegate(AppLaunchMode launchMode, QObject* parent)
+    : QObject(parent), m_launchMode(std::move(launchMode))
+{
+}
+
+AppDelegate::~AppDelegate()
+{
+    applicationWillTerminate();
+}
+
+bool AppDelegate::applicationDidFinishLaunching()
+{
+    const Environment environment = processEnvironment();
+
+    // 1-2. The settings, and which keys the file held before this start.
+    m_settingsStore =
+        std::make_unique<IniSettingsStore>(IniSettingsStore::defaultPath(environment));
+    m_existingKeys = m_settingsStore->keys();
+    m_settings = std::make_unique<Settings>(*m_settingsStore);
+    if (m_existingKeys.isEmpty())
+        m_settings->setSetupCompleted(false);
+
+    // 3. The view model, with its registry and, unless a session is pinned, the discovery.
+    // The settings pin a session; failing that, herdr's own variables do, as for orrelctl.
+    const auto pinned = m_settings->resolvedSession().or_else([&] {
+        const auto variable = [&](const QString& key) -> std::optional<QString> {
+            const QString value = environmentValue(environment, key);
+            return value.isEmpty() ? std::nullopt : std::optional(value);
+        };
+        return Settings::resolveSession(variable(u"HERDR_SOCKET_PATH"_s),
+                                        variable(u"HERDR_SESSION"_s), environment);
+    });
+    SessionRegistry::Options registryOptions;
+    registryOptions.makeDependencies = &applicationDependencies;
+    auto registry = std::make_unique<SessionRegistry>(registryOptions);
+    SessionRegistry& registryReference = *registry;
+    m_viewModel = std::make_unique<OrrelViewModel>(std::move(registry), Clock::system(), pinned);
+    if (!pinned) {
+        m_viewModel->setDiscovery(std::make_unique<SessionDiscoveryLoop>(
+            registryReference, [settings = m_settings.get()] { return settings->remoteHosts(); },
+            [environment] {
+                return SessionDirectory::located(std::make_shared<ProcessCommandRunner>(),
+                                                 environment);
+            }));
+    }
+
+    // 4. The chime, held back by the desktop's Do Not Disturb.
+    m_doNotDisturb =
+        std::make_unique<DesktopDoNotDisturb>(QDBusConnection::sessionBus(), m_commands);
+    std::unique_ptr<AlertSound> chime;
+    if (const auto url = SoundEngine::soundURL())
+        chime = std::make_unique<SoundEffectAlertSound>(*url);
+    m_soundEngine = std::make_unique<SoundEngine>(
+        std::move(chime), &SoundEngine::play,
+        [dnd = m_doNotDisturb.get()] { return dnd->isEnabled(); }, m_settings.get());
+
+    // 5-7. Here the update checker, the screen saver's automation and its snapshot publisher
+    // will be built.
+
+    // 8. The screen saver's host mode starts here; this build has none (main refuses it).
+
+    // 9. Here the desktop notifications will be built and started.
+
+    // 10. The panel.
+    m_desktop = std::make_unique<X11DesktopWindows>();
+    m_terminal = std::make_unique<TerminalActivator>(m_settings->terminalSelection(), *m_desktop);
+    m_orrelController = std::make_unique<OrrelWindowController>(
+        *m_viewModel, *m_settings,
+        OrrelWindowController::Desktop{
+            .panel = m_desktop->isConnected() ? m_desktop.get() : nullptr,
+            .windows = m_desktop->isConnected() ? m_desktop.get() : nullptr},
+        Clock::system());
+    m_orrelController->show();
+    m_orrelController->startObservers();
+
+    // 11. Sessions begin here. Later: the snapshot publisher and the saver's hot key start.
+    m_viewModel->start({.settings = m_settings.get(),
+                        .soundEngine = m_soundEngine.get(),
+                        .terminal = m_terminal.get()});
+
+    // 12. Here the agent hot keys will be built, with their observer.
+
+    // 13.
+    observeIgnoredSessions();
+
+    // 15-16. Here onboarding will be built, and Setup opened on a first launch.
+    return true;
+}
+
+void AppDelegate::observeIgnoredSessions()
+{
+    const auto apply = [this] {
+        const QStringList names = m_settings->ignoredSessionNames();
+        m_viewModel->registry().setIgnoredLocalSessionNames(
+            QSet<QString>(names.begin(), names.end()));
+    };
+    apply();
+    connect(m_settings.get(), &Settings::ignoredSessionNamesChanged, this, apply);
+}
+
+void AppDelegate::showOverview()
+{
+    if (m_viewModel)
+        m_viewModel->showOverview();
+}
+
+void AppDelegate::applicationWillTerminate()
+{
+    if (m_terminating)
+        return;
+    m_terminating = true;
+    // 1-4. Here the hot keys, the update loop, the publisher and the notifications stop.
+    // 5.
+    if (m_viewModel)
+        m_viewModel->stop();
+    // 6. Here the tray icon is removed.
+    // 7.
+    if (m_orrelController)
+        m_orrelController->tearDown();
+    // 8-9. Here the screen saver's window and hot key go.
+}
+
+void AppDelegate::quit()
+{
+    auto task = quitAfterStop();
+}
+
+QCoro::Task<> AppDelegate::quitAfterStop()
+{
+    QPointer self{this};
+    applicationWillTerminate();
+    if (m_viewModel) {
+        // Sessions end their tasks first, so that nothing is cut off in the middle of a key
+        // press; a task that will not end does not keep the program from ending.
+        auto done = std::make_shared<bool>(false);
+        auto waiting = [](OrrelViewModel* model, std::shared_ptr<bool> flag) -> QCoro::Task<> {
+            co_await model->stopped();
+            *flag = true;
+        }(m_viewModel.get(), done);
+        const auto deadline = std::chrono::steady_clock::now() + stopDeadline;
+        while (!*done && std::chrono::steady_clock::now() < deadline)
+            co_await QCoro::sleepFor(20ms);
+    }
+    if (self)
+        QCoreApplication::quit();
+}
