@@ -348,6 +348,7 @@ void FakeHerdrServer::serve(int fd)
         return;
     }
     FakeRequest request;
+    request.receivedAt = std::chrono::steady_clock::now();
     request.line = buffer.left(buffer.indexOf('\n'));
     const JSONValue parsed = JSONValue::parse(request.line).value_or(JSONValue());
     RecordReader r(parsed);

@@ -22,6 +22,8 @@ struct FakeRequest {
     QString id;
     QString method;
     JSONValue params;
+    // When the line was read, for timings taken against a server.
+    std::chrono::steady_clock::time_point receivedAt;
 };
 
 // What the fake server does with one request.
