@@ -143,10 +143,12 @@ std::expected<void, QString> AutomationChannel::start(const QString& path)
     address.sun_family = AF_UNIX;
     std::memcpy(address.sun_path, encoded.constData(), std::size_t(encoded.size()));
     struct stat status {};
-    if (::bind(fd, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0
-        || ::listen(fd, 16) != 0 || ::lstat(encoded.constData(), &status) != 0) {
+    const bool bound = ::bind(fd, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0;
+    if (!bound || ::listen(fd, 16) != 0 || ::lstat(encoded.constData(), &status) != 0) {
         const int error = errno;
         ::close(fd);
+        if (bound)
+            ::unlink(encoded.constData());
         return std::unexpected(u"Couldn't listen on %1: %2."_s.arg(absolute, systemError(error)));
     }
     if ((status.st_mode & 07777) != (S_IRUSR | S_IWUSR))
