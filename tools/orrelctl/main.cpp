@@ -12,7 +12,9 @@ int printHelp(QTextStream& stream)
     stream << "usage: orrelctl COMMAND [OPTIONS]\n\nCommands:\n";
     for (const auto& command : orrelctlCommands())
         stream << "  " << command.name.leftJustified(12) << command.summary << '\n';
-    stream << "\nCommands that talk to herdr take --socket PATH or --session NAME, and --json.\n";
+    stream << "\nCommands that talk to herdr take --socket PATH or --session NAME, and --json.\n"
+              "app talks to the running application at --automation-socket PATH (default: "
+              "$ORRELSENTRY_AUTOMATION_SOCKET).\n";
     stream.flush();
     return 0;
 }
