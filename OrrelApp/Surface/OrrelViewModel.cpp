@@ -31,6 +31,14 @@ OrrelViewModel::~OrrelViewModel()
 void OrrelViewModel::setDiscovery(std::unique_ptr<SessionDiscoveryLoop> discovery)
 {
     m_discovery = std::move(discovery);
+    if (m_discovery)
+        connect(m_discovery.get(), &SessionDiscoveryLoop::turnFinished, this,
+                &OrrelViewModel::notifyChanged);
+}
+
+bool OrrelViewModel::isDiscovering() const
+{
+    return m_discovery && m_discovery->completedTurns() == 0;
 }
 
 void OrrelViewModel::start(Collaborators collaborators)
@@ -118,16 +126,16 @@ void OrrelViewModel::setPresentation(OrrelPresentation presentation)
     notifyChanged();
 }
 
-void OrrelViewModel::toggle()
+QCoro::Task<> OrrelViewModel::toggle()
 {
     if (m_presentation.isExpanded()) {
         setPresentation(OrrelPresentation::compact());
-        return;
+        co_return;
     }
     const std::vector<AgentRef> refs = needsYouRefs();
     if (refs.size() == 1) {
-        auto task = selectPane(refs.front());
-        return;
+        co_await selectPane(refs.front());
+        co_return;
     }
     m_goneCard.reset();
     setPresentation(OrrelPresentation::overview());
@@ -220,6 +228,22 @@ std::optional<QString> OrrelViewModel::changedUnderYou(const AgentRef& ref) cons
 {
     const auto found = m_changedUnderYou.find(ref);
     return found == m_changedUnderYou.end() ? std::nullopt : std::optional(found->second);
+}
+
+void OrrelViewModel::dismissJumpNotice()
+{
+    if (!m_jumpNotice)
+        return;
+    m_jumpNotice.reset();
+    notifyChanged();
+}
+
+void OrrelViewModel::setHotkeyConflict(bool conflict)
+{
+    if (conflict == m_hotkeyConflict)
+        return;
+    m_hotkeyConflict = conflict;
+    notifyChanged();
 }
 
 std::optional<QString> OrrelViewModel::interruptError(const AgentRef& ref) const

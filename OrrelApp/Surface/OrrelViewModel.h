@@ -60,6 +60,8 @@ public:
     ~OrrelViewModel() override;
 
     void setDiscovery(std::unique_ptr<SessionDiscoveryLoop> discovery);
+    // True until the discovery loop has finished its first look; nothing has been heard yet.
+    bool isDiscovering() const;
     void start() { start(Collaborators()); }
     void start(Collaborators collaborators);
     void stop();
@@ -88,7 +90,9 @@ public:
     // --- Presentation and selection.
     const OrrelPresentation& presentation() const { return m_presentation; }
     void setPresentation(OrrelPresentation presentation);
-    void toggle();
+    // Done once the shape has moved; opening onto the one agent that needs the person waits for
+    // its selection.
+    QCoro::Task<> toggle();
     void showOverview();
     // Opens the card of `ref`, or goes back to the overview when it is already open.
     QCoro::Task<> selectPane(AgentRef ref);
@@ -141,12 +145,15 @@ public:
     QCoro::Task<bool> sendIdlePromptSelected();
     QCoro::Task<bool> retrySelectedWorkingOutput();
     QCoro::Task<> reReadSelected();
+    // The answer the person is typing into the selected prompt; kept while that prompt stands.
+    bool setSelectedDraftText(QString text);
     bool confirmSelectedDraftReuse();
     void discardSelectedDraft();
     // What to type to attach to a remote session, when a jump could not bring it forward.
     std::optional<QString> jumpAttachCommand() const;
 
     bool canInterrupt(const AgentRef& ref) const;
+    bool isInterrupting(const AgentRef& ref) const { return m_interruptingAgents.contains(ref); }
     QCoro::Task<bool> interrupt(AgentRef ref);
     QCoro::Task<bool> jump(AgentRef ref);
     QCoro::Task<> handleNotificationJump(AgentRef ref);
@@ -159,6 +166,9 @@ public:
     void dismissReceiptAndCollapse();
     // The latest failure of the selected agent's prompt, as its coordinator recorded it.
     std::optional<QString> lastError() const;
+    // Why the last answer to `ref` went nowhere: its refusal, the prompt that changed under the
+    // person, or the coordinator's failure; always a sentence that ends with what did not happen.
+    QString failureSentence(const AgentRef& ref) const;
 
     // The notices the card shows for an agent.
     std::optional<QString> refusalNotice(const AgentRef& ref) const;
@@ -166,6 +176,10 @@ public:
     std::optional<QString> interruptError(const AgentRef& ref) const;
     const std::optional<GoneCard>& goneCard() const { return m_goneCard; }
     const std::optional<JumpNotice>& jumpNotice() const { return m_jumpNotice; }
+    void dismissJumpNotice();
+    // The desktop refused one of the agent hot keys.
+    bool hotkeyConflict() const { return m_hotkeyConflict; }
+    void setHotkeyConflict(bool conflict);
     const std::map<QString, QString>& escalationErrors() const { return m_escalationErrors; }
 
     // --- SessionRuntimeHost.
@@ -236,5 +250,6 @@ private:
     std::map<AgentRef, QString> m_lastFocusedTitles;
     std::map<AgentRef, QString> m_lastFocusedSubtitles;
     std::optional<JumpNotice> m_jumpNotice;
+    bool m_hotkeyConflict = false;
     CompactSignalTracker m_compactSignalTracker;
 };

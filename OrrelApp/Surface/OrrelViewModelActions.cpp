@@ -239,6 +239,14 @@ std::optional<QString> OrrelViewModel::lastError() const
     return state ? state->error : std::nullopt;
 }
 
+QString OrrelViewModel::failureSentence(const AgentRef& ref) const
+{
+    return refusalNotice(ref)
+        .or_else([&] { return changedUnderYou(ref); })
+        .or_else([&] { return m_selected == ref ? lastError() : std::nullopt; })
+        .value_or(u"Nothing was sent."_s);
+}
+
 // --- Interrupt and jump.
 
 bool OrrelViewModel::canInterrupt(const AgentRef& ref) const

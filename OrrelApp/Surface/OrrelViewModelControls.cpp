@@ -191,6 +191,16 @@ QCoro::Task<> OrrelViewModel::reReadSelected()
     co_await select(target);
 }
 
+bool OrrelViewModel::setSelectedDraftText(QString text)
+{
+    SessionRuntime* runtime = m_selected ? locate(*m_selected).runtime : nullptr;
+    const bool kept =
+        runtime && runtime->interactions().setDraftText(std::move(text), m_selected->paneID);
+    if (kept)
+        notifyChanged();
+    return kept;
+}
+
 bool OrrelViewModel::confirmSelectedDraftReuse()
 {
     SessionRuntime* runtime = m_selected ? locate(*m_selected).runtime : nullptr;

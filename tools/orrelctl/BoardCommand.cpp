@@ -182,13 +182,8 @@ QCoro::Task<int> perform(OrrelViewModel& model, const BoardArguments& arguments,
         context.print(u"Jumped to %1."_s.arg(ref.id()));
         co_return ExitStatus::success;
     }
-    if (!done) {
-        const QString sentence = model.refusalNotice(ref)
-                                     .or_else([&] { return model.changedUnderYou(ref); })
-                                     .or_else([&] { return model.lastError(); })
-                                     .value_or(u"Nothing was sent."_s);
-        co_return context.fail(sentence, ExitStatus::refused);
-    }
+    if (!done)
+        co_return context.fail(model.failureSentence(ref), ExitStatus::refused);
     const SentReceipt receipt = model.selectedReceipt().value_or(SentReceipt{});
     if (arguments.json)
         context.printJSON(receipt.asJSONValue());

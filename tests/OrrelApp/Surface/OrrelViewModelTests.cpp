@@ -3,59 +3,6 @@
 #include "tests/OrrelApp/Surface/OrrelViewModelFixture.h"
 
 namespace {
-
-const char* const migratePrompt =
-    "─────────────────────────────────────────\n Bash command\n\n   %1\n   Run it\n\n"
-    " Do you want to proceed?\n ❯ 1. Yes\n   2. No, and tell Claude what to do differently "
-    "(esc)\n\n Esc to cancel\n";
-
-FakeScreen bashPrompt(const QString& command)
-{
-    FakeScreen screen;
-    screen.visible = QString::fromUtf8(migratePrompt).arg(command);
-    return screen;
-}
-
-// A claude pane waiting at a Bash approval of `command`; a worker of `parent` when given.
-QByteArray claudePane(const QString& paneID, const QString& command,
-                      const std::optional<QString>& parent = std::nullopt)
-{
-    JSONValue::Object screen{
-        {u"visible"_s, JSONValue(QString::fromUtf8(migratePrompt).arg(command))}};
-    JSONValue::Object pane{{u"pane_id"_s, JSONValue(paneID)},
-                           {u"agent"_s, JSONValue(u"claude"_s)},
-                           {u"agent_status"_s, JSONValue(u"blocked"_s)},
-                           {u"screen"_s, JSONValue(screen)}};
-    if (parent)
-        pane.emplace(u"tokens"_s,
-                     JSONValue(JSONValue::Object{{u"nh_parent"_s, JSONValue(*parent)}}));
-    return JSONValue(pane).serialized();
-}
-
-// Session "local:default": a root waiting by hand, a worker of it, a pi agent whose ask carries a
-// destructive floor, and an orchestrator with two workers of its own.
-QByteArray firstSession()
-{
-    return R"({"workspaces":[{"workspace_id":"w1","label":"api"},{"workspace_id":"w2","label":"web"}],
-        "tabs":[{"tab_id":"w1:t1","workspace_id":"w1","label":"agents"},
-                {"tab_id":"w2:t1","workspace_id":"w2","label":"tab3"}],
-        "panes":[)"
-           + claudePane(u"w1:p1"_s, u"npm run migrate"_s) + R"(,
-            {"pane_id":"w1:p2","agent":"codex","agent_status":"working","tokens":{"nh_parent":"w1:p1"}},
-            {"pane_id":"w1:p3","agent":"pi","agent_status":"idle","tokens":{"nh":"v1:a1"}},
-            {"pane_id":"w2:p1","tab_id":"w2:t1","workspace_id":"w2","agent":"claude","agent_status":"working"},
-            {"pane_id":"w2:p2","tab_id":"w2:t1","workspace_id":"w2","agent":"pi","agent_status":"blocked","tokens":{"nh_parent":"w2:p1"}},
-            {"pane_id":"w2:p3","tab_id":"w2:t1","workspace_id":"w2","agent":"pi","agent_status":"working","tokens":{"nh_parent":"w2:p1"}},
-            {"pane_id":"w2:p4","tab_id":"w2:t1","workspace_id":"w2"}]})";
-}
-
-QByteArray secondSession()
-{
-    return R"({"workspaces":[{"workspace_id":"w1","label":"docs"}],
-        "tabs":[{"tab_id":"w1:t1","workspace_id":"w1","label":"7"}],
-        "panes":[{"pane_id":"w1:p1","agent":"codex","agent_status":"done"}]})";
-}
-
 std::vector<QString> refs(const std::vector<AttentionBoardRow>& rows)
 {
     std::vector<QString> result;
@@ -63,17 +10,6 @@ std::vector<QString> refs(const std::vector<AttentionBoardRow>& rows)
         result.push_back(row.item.ref.id() + u' ' + row.stateText + u' ' + toString(row.tone));
     return result;
 }
-
-class ViewModelBoard : public ViewModelTest {
-protected:
-    void SetUp() override
-    {
-        ViewModelTest::SetUp();
-        writeAsk(u"a1"_s, R"({"v":1,"id":"a1","kind":"approval","q":"Drop the users table?",
-                              "since":1799999990000,"floor":"destructive"})");
-        startModel(firstSession(), secondSession());
-    }
-};
 
 TEST_F(ViewModelBoard, SectionsRowsAndPillAcrossTwoSessions)
 {
@@ -191,40 +127,6 @@ TEST_F(ViewModelBoard, OnlyTheFocusedSessionFollowsEachPane)
     EXPECT_EQ(perPane(1), false);
 }
 
-// A worker's question reaches the person through its orchestrator, from the pi sentinel's journal.
-class ViewModelEscalations : public ViewModelTest {
-protected:
-    void SetUp() override
-    {
-        ViewModelTest::SetUp();
-        ASSERT_TRUE(QDir(home.path()).mkpath(u"sentinel/questions"_s));
-        writeJournal({});
-        startModel(R"({"workspaces":[{"workspace_id":"w1","label":"api"}],
-            "tabs":[{"tab_id":"w1:t1","workspace_id":"w1","label":"agents"}],
-            "panes":[{"pane_id":"w1:o","agent":"pi","agent_status":"working","title":"planner"},
-                     {"pane_id":"w1:w","agent":"pi","agent_status":"blocked","title":"migrations",
-                      "tokens":{"nh_parent":"w1:o"}}]})");
-    }
-
-    // q1 waits on the live orchestrator; q2's owner has closed.
-    void writeJournal(const QByteArray& origin)
-    {
-        QFile journal(home.filePath(u"sentinel/questions/questions.jsonl"_s));
-        ASSERT_TRUE(journal.open(QIODevice::WriteOnly));
-        journal.write(
-            R"({"questionId":"q1","owner":{"paneId":"w1:o"},"child":{"paneId":"w1:w"},)" + origin
-            + R"("questions":[{"question":"Which database?"}]})"
-              "\n"
-              R"({"questionId":"q1","type":"escalated"})"
-              "\n"
-              R"({"questionId":"q2","owner":{"paneId":"w1:gone"},"child":{"paneId":"w1:w"},)"
-              R"("questions":[{"question":"Old one"}]})"
-              "\n"
-              R"({"questionId":"q2","type":"escalated"})"
-              "\n");
-    }
-};
-
 TEST_F(ViewModelEscalations, TheBoardAndTheCardOfAnEscalation)
 {
     const AttentionBoard board = model->attentionBoard(clock.now());
@@ -260,32 +162,6 @@ TEST_F(ViewModelEscalations, TheBoardAndTheCardOfAnEscalation)
               u"[orrel] Answer for escalated question q1 from worker agents (w1:w): postgres"_s);
     EXPECT_EQ(model->selectedEscalation()->sentAnswer, u"postgres"_s);
 }
-
-// Answers through the view model: what is refused, and what goes out.
-class ViewModelActions : public ViewModelTest {
-protected:
-    void SetUp() override
-    {
-        ViewModelTest::SetUp();
-        startModel(R"({"workspaces":[{"workspace_id":"w1","label":"api"}],
-            "tabs":[{"tab_id":"w1:t1","workspace_id":"w1","label":"agents"}],
-            "panes":[)"
-                   + claudePane(u"w1:root"_s, u"psql -c 'DROP TABLE users'"_s) + ','
-                   + claudePane(u"w1:calm"_s, u"npm test"_s) + ','
-                   + claudePane(u"w1:worker"_s, u"ls"_s, u"w1:calm"_s) + R"(,
-            {"pane_id":"w1:idle","agent":"codex","agent_status":"idle"}]})");
-    }
-
-    bool select(const QString& paneID)
-    {
-        runTask(model->select(AgentRef{u"local:default"_s, paneID}));
-        return model->selectedState() && model->selectedState()->interaction;
-    }
-
-    std::size_t keysSent() const { return a.server.requestsFor(u"pane.send_keys"_s).size(); }
-
-    AgentRef ref(const QString& paneID) const { return {u"local:default"_s, paneID}; }
-};
 
 TEST_F(ViewModelActions, AWorkersQuestionIsRefusedAndNothingReachesThePane)
 {
