@@ -5,6 +5,8 @@
 #include "HerdrClient/Support/Environment.h"
 #include "HerdrClient/Wire/HerdrClient.h"
 #include "OrrelApp/Alerts/SoundEngine.h"
+#include "OrrelApp/Automation/AutomationChannel.h"
+#include "OrrelApp/Automation/SurfaceAutomationTarget.h"
 #include "OrrelApp/Platform/DesktopDoNotDisturb.h"
 #include "OrrelApp/Platform/IniSettingsStore.h"
 #include "OrrelApp/Platform/SoundEffectAlertSound.h"
@@ -12,6 +14,7 @@
 #include "OrrelApp/Sessions/SessionDiscoveryLoop.h"
 #include "OrrelApp/Sessions/SessionRegistry.h"
 #include "OrrelApp/Shell/Settings.h"
+#include "OrrelApp/Surface/OrrelSurfaceModel.h"
 #include "OrrelApp/Surface/OrrelViewModel.h"
 #include "OrrelApp/Surface/OrrelWindowController.h"
 
@@ -114,6 +117,8 @@ bool AppDelegate::applicationDidFinishLaunching()
             .panel = m_desktop->isConnected() ? m_desktop.get() : nullptr,
             .windows = m_desktop->isConnected() ? m_desktop.get() : nullptr},
         Clock::system());
+    m_surfaceModel =
+        std::make_unique<OrrelSurfaceModel>(*m_viewModel, m_orrelController->surfaceState());
     m_orrelController->show();
     m_orrelController->startObservers();
 
@@ -128,6 +133,21 @@ bool AppDelegate::applicationDidFinishLaunching()
     observeIgnoredSessions();
 
     // 15-16. Here onboarding will be built, and Setup opened on a first launch.
+
+    // Scripts drive the surface only when asked to, through a socket of their own.
+    return startAutomation(environment);
+}
+
+bool AppDelegate::startAutomation(const Environment& environment)
+{
+    m_automationTarget = std::make_unique<SurfaceAutomationTarget>(
+        *m_viewModel, *m_surfaceModel, *m_orrelController, [this] { quit(); });
+    auto channel = AutomationChannel::fromEnvironment(environment, *m_automationTarget);
+    if (!channel) {
+        qWarning().noquote() << "Orrel Sentry: the automation channel is off:" << channel.error();
+        return false;
+    }
+    m_automation = std::move(*channel);
     return true;
 }
 
@@ -153,6 +173,9 @@ void AppDelegate::applicationWillTerminate()
     if (m_terminating)
         return;
     m_terminating = true;
+    // No script may act on the surface while it is taken down.
+    if (m_automation)
+        m_automation->stop();
     // 1-4. Here the hot keys, the update loop, the publisher and the notifications stop.
     // 5.
     if (m_viewModel)
