@@ -69,6 +69,8 @@ MenuBarController::MenuBarController(OrrelViewModel& model, BuildProvenance prov
 {
     m_tray->setToolTip(u"Orrel Sentry"_s);
     m_tray->setContextMenu(m_menu.get());
+    // The provenance item tells the source folder in its tool tip.
+    m_menu->setToolTipsVisible(true);
     connect(m_menu.get(), &QMenu::aboutToShow, this, &MenuBarController::rebuild);
     // Some trays report a left click only; the menu holds every action, so it opens either way.
     connect(m_tray, &QSystemTrayIcon::activated, this,
@@ -139,7 +141,6 @@ void MenuBarController::rebuild()
     provenance->setEnabled(false);
     if (!m_provenance.sourcePath.isEmpty())
         provenance->setToolTip(m_provenance.sourcePath);
-    m_menu->setToolTipsVisible(true);
     m_menu->addSeparator();
 
     m_menu->addAction(u"Quit Orrel Sentry"_s, this, [this] {
