@@ -1,7 +1,10 @@
+#include "OrrelApp/Platform/ResidentInstance.h"
+#include "OrrelApp/Platform/UnixSignalWatcher.h"
 #include "OrrelApp/Shell/AppDelegate.h"
 #include "OrrelApp/Shell/AppLaunchMode.h"
 
 #include <QApplication>
+#include <QDBusConnection>
 #include <QTextStream>
 
 int main(int argc, char* argv[])
@@ -36,7 +39,18 @@ int main(int argc, char* argv[])
     // Resident: closing a window never ends the program.
     QApplication::setQuitOnLastWindowClosed(false);
 
+    // One resident program per login session: a second start shows the first one's overview.
+    ResidentInstance instance(QDBusConnection::sessionBus());
+    if (instance.claim() == InstanceClaiming::Claim::anotherRuns)
+        return 0;
+
     AppDelegate delegate(mode);
+    QObject::connect(&instance, &InstanceClaiming::showOverviewRequested, &delegate,
+                     &AppDelegate::showOverview);
+    // Ctrl-C and a plain kill take the same way out as Quit in the menu.
+    UnixSignalWatcher termination;
+    QObject::connect(&termination, &UnixSignalWatcher::terminationRequested, &delegate,
+                     &AppDelegate::quit);
     if (!delegate.applicationDidFinishLaunching())
         return 1;
     return QApplication::exec();

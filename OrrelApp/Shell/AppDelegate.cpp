@@ -8,13 +8,17 @@
 #include "OrrelApp/Automation/AutomationChannel.h"
 #include "OrrelApp/Automation/SurfaceAutomationTarget.h"
 #include "OrrelApp/Platform/DesktopDoNotDisturb.h"
+#include "OrrelApp/Platform/DesktopReduceMotion.h"
 #include "OrrelApp/Platform/IniSettingsStore.h"
 #include "OrrelApp/Platform/SoundEffectAlertSound.h"
 #include "OrrelApp/Platform/X11DesktopWindows.h"
 #include "OrrelApp/Sessions/SessionDiscoveryLoop.h"
 #include "OrrelApp/Sessions/SessionRegistry.h"
+#include "OrrelApp/Shell/BuildProvenance.h"
+#include "OrrelApp/Shell/MenuBarController.h"
 #include "OrrelApp/Shell/Settings.h"
 #include "OrrelApp/Surface/OrrelSurfaceModel.h"
+#include "OrrelApp/Surface/OrrelSurfaceState.h"
 #include "OrrelApp/Surface/OrrelViewModel.h"
 #include "OrrelApp/Surface/OrrelWindowController.h"
 
@@ -120,7 +124,15 @@ bool AppDelegate::applicationDidFinishLaunching()
     m_surfaceModel =
         std::make_unique<OrrelSurfaceModel>(*m_viewModel, m_orrelController->surfaceState());
     m_orrelController->show();
+    // Its observers: displays (inside the controller), the desktop's reduce-motion setting,
+    // focus and clicks (inside the controller), the display that follows focus.
     m_orrelController->startObservers();
+    m_reduceMotion =
+        std::make_unique<DesktopReduceMotion>(QDBusConnection::sessionBus(), m_commands);
+    OrrelSurfaceState& surfaceState = m_orrelController->surfaceState();
+    surfaceState.setReduceMotion(m_reduceMotion->reduceMotion());
+    connect(m_reduceMotion.get(), &DesktopReduceMotion::reduceMotionChanged, &surfaceState,
+            &OrrelSurfaceState::setReduceMotion);
 
     // 11. Sessions begin here. Later: the snapshot publisher and the saver's hot key start.
     m_viewModel->start({.settings = m_settings.get(),
@@ -131,6 +143,14 @@ bool AppDelegate::applicationDidFinishLaunching()
 
     // 13.
     observeIgnoredSessions();
+
+    // 14. The tray; where the desktop has none, a right click on the pill opens the same menu.
+    m_menuBar = std::make_unique<MenuBarController>(*m_viewModel, BuildProvenance::compiledIn());
+    m_menuBar->onToggleOrrel = [this] { m_surfaceModel->requestToggle(); };
+    m_menuBar->onQuit = [this] { quit(); };
+    m_menuBar->install();
+    connect(m_surfaceModel.get(), &OrrelSurfaceModel::contextMenuRequested, m_menuBar.get(),
+            &MenuBarController::popUp);
 
     // 15-16. Here onboarding will be built, and Setup opened on a first launch.
 
@@ -180,7 +200,9 @@ void AppDelegate::applicationWillTerminate()
     // 5.
     if (m_viewModel)
         m_viewModel->stop();
-    // 6. Here the tray icon is removed.
+    // 6.
+    if (m_menuBar)
+        m_menuBar->remove();
     // 7.
     if (m_orrelController)
         m_orrelController->tearDown();

@@ -12,6 +12,8 @@
 
 class AutomationChannel;
 class DesktopDoNotDisturb;
+class DesktopReduceMotion;
+class MenuBarController;
 class IniSettingsStore;
 class OrrelSurfaceModel;
 class OrrelViewModel;
@@ -61,8 +63,10 @@ private:
     std::unique_ptr<OrrelViewModel> m_viewModel;
     std::unique_ptr<DesktopDoNotDisturb> m_doNotDisturb;
     std::unique_ptr<SoundEngine> m_soundEngine;
+    std::unique_ptr<DesktopReduceMotion> m_reduceMotion;
     std::unique_ptr<OrrelWindowController> m_orrelController;
     std::unique_ptr<OrrelSurfaceModel> m_surfaceModel;
     std::unique_ptr<SurfaceAutomationTarget> m_automationTarget;
     std::unique_ptr<AutomationChannel> m_automation;
+    std::unique_ptr<MenuBarController> m_menuBar;
 };

@@ -1,0 +1,248 @@
+// The resident application as a person meets it: started against a fake herdr on a real X server
+// with a window manager, driven through its automation channel, looked at through screenshots.
+
+#include "tests/support/FakeHerdrServer.h"
+#include "tests/support/FakeScenario.h"
+#include "tests/support/TestSupport.h"
+
+#include <QDir>
+#include <QElapsedTimer>
+#include <QFile>
+#include <QImage>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QLocalSocket>
+#include <QProcess>
+#include <QTemporaryDir>
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+const QString orrelSentry = QStringLiteral(ORREL_SENTRY_PATH);
+const QString scenarioPath = QStringLiteral(ORREL_SCENARIO_DIRECTORY) + u"/app.json"_s;
+const QString screenshotDirectory = QStringLiteral(ORREL_SCREENSHOT_DIRECTORY);
+constexpr int replyDeadline = 20000;
+
+class ResidentApplication : public ::testing::Test {
+protected:
+    void SetUp() override
+    {
+        ASSERT_TRUE(directory.isValid());
+        ASSERT_FALSE(qEnvironmentVariableIsEmpty("DISPLAY"))
+            << "run under tests/support/desktop-session";
+        auto loaded = FakeScenario::load(scenarioPath);
+        ASSERT_TRUE(loaded) << loaded.error().toStdString();
+        scenario = std::make_unique<FakeScenario>(std::move(*loaded));
+        server = std::make_unique<FakeHerdrServer>(directory.filePath(u"herdr.sock"_s));
+        ASSERT_TRUE(server->start());
+        scenario->install(*server);
+        QDir().mkpath(screenshotDirectory);
+    }
+
+    void TearDown() override
+    {
+        if (app.state() != QProcess::NotRunning) {
+            app.terminate();
+            if (!app.waitForFinished(10000))
+                app.kill();
+            app.waitForFinished(5000);
+        }
+        if (HasFailure())
+            std::fprintf(stderr, "orrel-sentry said:\n%s\n", app.readAll().constData());
+    }
+
+    QProcessEnvironment environment() const
+    {
+        auto environment = QProcessEnvironment::systemEnvironment();
+        environment.insert(u"QT_QPA_PLATFORM"_s, u"xcb"_s);
+        environment.insert(u"XDG_CONFIG_HOME"_s, directory.filePath(u"config"_s));
+        environment.insert(u"HOME"_s, directory.filePath(u"home"_s));
+        environment.insert(u"HERDR_SOCKET_PATH"_s, server->socketPath());
+        environment.insert(u"ORRELSENTRY_AUTOMATION_SOCKET"_s, automationPath());
+        environment.insert(u"ORRELSENTRY_REDUCE_MOTION"_s, u"1"_s);
+        return environment;
+    }
+
+    QString automationPath() const { return directory.filePath(u"automation.sock"_s); }
+
+    bool launch()
+    {
+        app.setProcessEnvironment(environment());
+        app.setProcessChannelMode(QProcess::MergedChannels);
+        app.start(orrelSentry, {});
+        if (!app.waitForStarted(10000))
+            return false;
+        return processEventsUntil([&] { return QFile::exists(automationPath()); },
+                                  std::chrono::milliseconds(replyDeadline));
+    }
+
+    // One request, one reply line.
+    QJsonObject request(const QJsonObject& command)
+    {
+        QLocalSocket socket;
+        socket.connectToServer(automationPath());
+        if (!socket.waitForConnected(replyDeadline))
+            return {{u"ok"_s, false}, {u"error"_s, u"no connection"_s}};
+        socket.write(QJsonDocument(command).toJson(QJsonDocument::Compact) + '\n');
+        QByteArray line;
+        QElapsedTimer clock;
+        clock.start();
+        while (!line.contains('\n') && clock.elapsed() < replyDeadline) {
+            if (socket.bytesAvailable() || socket.waitForReadyRead(200))
+                line += socket.readAll();
+            else if (socket.state() != QLocalSocket::ConnectedState)
+                break;
+        }
+        return QJsonDocument::fromJson(line.trimmed()).object();
+    }
+
+    QJsonObject command(const QString& name, QJsonObject arguments = {})
+    {
+        arguments.insert(u"cmd"_s, name);
+        return request(arguments);
+    }
+
+    QJsonObject state() { return command(u"state"_s).value(u"state"_s).toObject(); }
+
+    // Waits until `holds` is true of the state, and hands that state back.
+    QJsonObject waitForState(const std::function<bool(const QJsonObject&)>& holds)
+    {
+        QJsonObject seen;
+        processEventsUntil(
+            [&] {
+                seen = state();
+                return holds(seen);
+            },
+            std::chrono::milliseconds(replyDeadline));
+        return seen;
+    }
+
+    // The panel as drawn now, kept for people to look at.
+    QImage screenshot(const QString& name)
+    {
+        const QString path = screenshotDirectory + u"/"_s + name + u".png"_s;
+        QFile::remove(path);
+        const QJsonObject reply = command(u"screenshot"_s, {{u"path"_s, path}});
+        EXPECT_TRUE(reply.value(u"ok"_s).toBool()) << name.toStdString();
+        return QImage(path);
+    }
+
+    static QString presentation(const QJsonObject& state)
+    {
+        return state.value(u"presentation"_s).toString();
+    }
+
+    static QJsonArray section(const QJsonObject& state, const QString& key)
+    {
+        const QJsonArray sections =
+            state.value(u"board"_s).toObject().value(u"sections"_s).toArray();
+        for (const auto& value : sections) {
+            if (value.toObject().value(u"key"_s).toString() == key)
+                return value.toObject().value(u"rows"_s).toArray();
+        }
+        return {};
+    }
+
+    qsizetype sentKeys() const
+    {
+        return std::ranges::count_if(server->requests(), [](const FakeRequest& request) {
+            return request.method == u"pane.send_keys"_s || request.method == u"pane.send_text"_s;
+        });
+    }
+
+    QTemporaryDir directory;
+    std::unique_ptr<FakeScenario> scenario;
+    std::unique_ptr<FakeHerdrServer> server;
+    QProcess app;
+};
+
+} // namespace
+
+TEST_F(ResidentApplication, FromThePillToAnAnswerAndBack)
+{
+    ASSERT_TRUE(launch());
+
+    // The pill: coral with the two asks that need the person.
+    QJsonObject seen = waitForState(
+        [](const QJsonObject& s) { return s.value(u"needsYou"_s).toArray().size() == 2; });
+    EXPECT_EQ(presentation(seen), u"compact"_s);
+    EXPECT_TRUE(seen.value(u"visible"_s).toBool());
+    EXPECT_EQ(seen.value(u"pill"_s).toObject().value(u"status"_s).toString(), u"blocked"_s);
+    const QJsonObject frame = seen.value(u"geometry"_s).toObject();
+    // Centred at the top of the 1280-pixel display.
+    EXPECT_EQ(frame.value(u"y"_s).toInt(), 0);
+    EXPECT_EQ(frame.value(u"x"_s).toInt() * 2 + frame.value(u"width"_s).toInt(), 1280);
+    EXPECT_FALSE(screenshot(u"pill-blocked"_s).isNull());
+
+    // The overview: two asks, one blocked root waiting out its grace, the worker under its root.
+    ASSERT_TRUE(command(u"showOverview"_s).value(u"ok"_s).toBool());
+    seen = waitForState([](const QJsonObject& s) { return presentation(s) == u"overview"; });
+    EXPECT_EQ(section(seen, u"needsYou"_s).size(), 2);
+    EXPECT_EQ(section(seen, u"grace"_s).size(), 1);
+    EXPECT_GT(seen.value(u"geometry"_s).toObject().value(u"height"_s).toInt(), 100);
+    EXPECT_FALSE(screenshot(u"overview"_s).isNull());
+
+    // A worker is answered by its root, never from here.
+    QJsonObject reply =
+        command(u"select"_s, {{u"session"_s, u"local:custom"_s}, {u"pane"_s, u"w1:p3"_s}});
+    ASSERT_TRUE(reply.value(u"ok"_s).toBool()) << QJsonDocument(reply).toJson().toStdString();
+    reply = command(u"approve"_s);
+    EXPECT_FALSE(reply.value(u"ok"_s).toBool());
+    EXPECT_TRUE(reply.value(u"error"_s).toString().contains(u"Nothing was sent."_s))
+        << reply.value(u"error"_s).toString().toStdString();
+
+    // The hard floor: Approve stays locked until the target is typed.
+    reply = command(u"select"_s, {{u"session"_s, u"local:custom"_s}, {u"pane"_s, u"w2:p1"_s}});
+    ASSERT_TRUE(reply.value(u"ok"_s).toBool());
+    seen = waitForState([](const QJsonObject& s) {
+        return !s.value(u"card"_s).toObject().value(u"hardFloor"_s).isNull()
+               && s.value(u"card"_s).toObject().contains(u"hardFloor"_s);
+    });
+    QJsonObject floor = seen.value(u"card"_s).toObject().value(u"hardFloor"_s).toObject();
+    EXPECT_EQ(floor.value(u"target"_s).toString(), u"vercel --prod"_s);
+    EXPECT_FALSE(floor.value(u"armed"_s).toBool());
+    EXPECT_FALSE(screenshot(u"card-hard-floor"_s).isNull());
+    const qsizetype keysBefore = sentKeys();
+    reply = command(u"approve"_s);
+    EXPECT_FALSE(reply.value(u"ok"_s).toBool());
+    EXPECT_EQ(sentKeys(), keysBefore);
+    ASSERT_TRUE(command(u"armFloor"_s, {{u"text"_s, u"vercel --prod"_s}}).value(u"ok"_s).toBool());
+    seen = waitForState([](const QJsonObject& s) {
+        return s.value(u"card"_s)
+            .toObject()
+            .value(u"hardFloor"_s)
+            .toObject()
+            .value(u"armed"_s)
+            .toBool();
+    });
+    EXPECT_FALSE(screenshot(u"card-hard-floor-armed"_s).isNull());
+
+    // An approval card, answered: the keys reach the pane and the receipt shows.
+    reply = command(u"select"_s, {{u"session"_s, u"local:custom"_s}, {u"pane"_s, u"w1:p1"_s}});
+    ASSERT_TRUE(reply.value(u"ok"_s).toBool());
+    seen = waitForState([](const QJsonObject& s) {
+        return s.value(u"card"_s).toObject().value(u"choices"_s).toArray().size() == 3;
+    });
+    EXPECT_EQ(presentation(seen), u"focused"_s);
+    EXPECT_FALSE(screenshot(u"card-approval"_s).isNull());
+    reply = command(u"approve"_s);
+    ASSERT_TRUE(reply.value(u"ok"_s).toBool()) << QJsonDocument(reply).toJson().toStdString();
+    EXPECT_GT(sentKeys(), keysBefore);
+    seen = waitForState([](const QJsonObject& s) {
+        return !s.value(u"card"_s).toObject().value(u"receipt"_s).isNull();
+    });
+    EXPECT_FALSE(screenshot(u"card-receipt"_s).isNull());
+
+    // Collapsing gives the pill back; quitting ends the program cleanly.
+    ASSERT_TRUE(command(u"collapse"_s).value(u"ok"_s).toBool());
+    seen = waitForState([](const QJsonObject& s) { return presentation(s) == u"compact"; });
+    ASSERT_TRUE(command(u"quit"_s).value(u"ok"_s).toBool());
+    ASSERT_TRUE(app.waitForFinished(15000));
+    EXPECT_EQ(app.exitCode(), 0);
+}
