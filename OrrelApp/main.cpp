@@ -5,6 +5,8 @@
 
 #include <QApplication>
 #include <QDBusConnection>
+#include <QQuickWindow>
+#include <QSGRendererInterface>
 #include <QTextStream>
 
 int main(int argc, char* argv[])
@@ -31,6 +33,13 @@ int main(int argc, char* argv[])
     // client: there it runs through XWayland. QT_QPA_PLATFORM still wins when set.
     if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
         qputenv("QT_QPA_PLATFORM", "xcb");
+
+    // The panel is small and mostly still: Qt Quick's software renderer draws it for a fraction
+    // of the memory a GPU context keeps, and the same on every X server. QT_QUICK_BACKEND wins.
+    if (qEnvironmentVariableIsEmpty("QT_QUICK_BACKEND"))
+        QQuickWindow::setGraphicsApi(QSGRendererInterface::Software);
+    // Transparent around the shape where a compositor runs.
+    QQuickWindow::setDefaultAlphaBuffer(true);
 
     QApplication application(argc, argv);
     QApplication::setApplicationName(QStringLiteral("orrel-sentry"));
