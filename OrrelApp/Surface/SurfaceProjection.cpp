@@ -259,6 +259,7 @@ QVariantMap tones()
 QVariantMap labels()
 {
     return {
+        {u"overviewTitle"_s, u"herdr agents"_s},
         {u"backToOverview"_s, u"‹ All agents"_s},
         {u"loadingAgent"_s, u"Loading agent…"_s},
         {u"reRead"_s, u"↻ Re-read live ask"_s},
