@@ -28,6 +28,8 @@
 #include <QPointer>
 #include <QSet>
 #include <QTimer>
+#include <QUrl>
+#include <QVariant>
 
 using namespace Qt::StringLiterals;
 using namespace std::chrono_literals;
@@ -123,6 +125,11 @@ bool AppDelegate::applicationDidFinishLaunching()
         Clock::system());
     m_surfaceModel =
         std::make_unique<OrrelSurfaceModel>(*m_viewModel, m_orrelController->surfaceState());
+    if (!m_orrelController->load(
+            QUrl(u"qrc:/OrrelSentry/OrrelSurface.qml"_s),
+            {{u"surface"_s, QVariant::fromValue(m_surfaceModel.get())},
+             {u"surfaceState"_s, QVariant::fromValue(&m_orrelController->surfaceState())}}))
+        return false;
     m_orrelController->show();
     // Its observers: displays (inside the controller), the desktop's reduce-motion setting,
     // focus and clicks (inside the controller), the display that follows focus.

@@ -64,8 +64,9 @@ private:
     std::unique_ptr<DesktopDoNotDisturb> m_doNotDisturb;
     std::unique_ptr<SoundEngine> m_soundEngine;
     std::unique_ptr<DesktopReduceMotion> m_reduceMotion;
-    std::unique_ptr<OrrelWindowController> m_orrelController;
+    // The views bind to the surface model: the controller that holds them ends first.
     std::unique_ptr<OrrelSurfaceModel> m_surfaceModel;
+    std::unique_ptr<OrrelWindowController> m_orrelController;
     std::unique_ptr<SurfaceAutomationTarget> m_automationTarget;
     std::unique_ptr<AutomationChannel> m_automation;
     std::unique_ptr<MenuBarController> m_menuBar;

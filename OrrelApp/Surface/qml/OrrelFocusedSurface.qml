@@ -82,5 +82,7 @@ Item {
     function report() { surface.reportFocusedHeight(chromeAndContent, shelfArea.shelfHeight) }
     onChromeAndContentChanged: report()
     Connections { target: shelfArea; function onShelfHeightChanged() { focused.report() } }
+    // Another agent's card in the same shape: its height counts under its own identity.
+    Connections { target: focused.surface; function onFocusedIdentityChanged() { focused.report() } }
     Component.onCompleted: report()
 }
