@@ -301,6 +301,29 @@ TEST_F(SurfaceViewsEvidence, AnEditWithItsDiffAndACommand)
     window.grab(u"command"_s);
 }
 
+// A session without agents, and then without its server.
+class SurfaceViewsStates : public ViewModelTest {
+protected:
+    void SetUp() override
+    {
+        ViewModelTest::SetUp();
+        startModel(R"({"workspaces":[],"tabs":[],"panes":[]})");
+    }
+};
+
+TEST_F(SurfaceViewsStates, NoAgentsAndThenNoHerdr)
+{
+    SurfaceWindow window(*model, clock);
+    model->showOverview();
+    EXPECT_EQ(window.surface().overview()[u"state"_s], u"empty"_s);
+    window.grab(u"overview-empty"_s);
+
+    a.server.stop();
+    advance(8s);
+    ASSERT_EQ(window.surface().overview()[u"state"_s], u"unreachable"_s);
+    window.grab(u"overview-unreachable"_s);
+}
+
 class SurfaceViewsEscalation : public ViewModelEscalations {};
 
 TEST_F(SurfaceViewsEscalation, AnEscalatedQuestion)
