@@ -201,6 +201,8 @@ void addPrompt(QVariantMap& card, const Selection& selection)
     card[u"steps"_s] = interaction ? stepList(*interaction) : QVariantList();
     card[u"canGoBack"_s] = interaction && interaction->presentation.activeStepIndex.value_or(0) > 0;
     card[u"reviewLine"_s] = interaction ? reviewLine(*interaction) : null();
+    // The evidence shows what the body would repeat as raw screen text.
+    card[u"showsBody"_s] = interaction && !interaction->contentEvidence;
     card[u"command"_s] = interaction ? commandEvidence(*interaction) : null();
     card[u"diff"_s] = interaction ? diffEvidence(*interaction) : null();
     card[u"hardFloor"_s] = hardFloor(selection, interaction);

@@ -7,7 +7,7 @@ SurfaceButton {
     property var mode: null
     visible: mode !== null
     compact: true
-    text: mode?.name ?? "⇧⇥"
+    text: mode?.name ?? surface.labels.modeKey
     help: mode?.help ?? ""
     onClicked: surface.requestCycleMode()
 }

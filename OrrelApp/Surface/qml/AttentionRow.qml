@@ -14,7 +14,7 @@ Rectangle {
 
     Rectangle {
         id: dot
-        x: entry.isChild === true ? 22 : 10
+        x: row.entry.isChild === true ? 22 : 10
         anchors.verticalCenter: parent.verticalCenter
         width: 8; height: 8; radius: 4
         color: Theme.tone(row.entry.tone ?? "quiet")

@@ -26,6 +26,7 @@ Rectangle {
         Repeater {
             model: (view.evidence?.lines ?? []).slice(0, 40)
             delegate: Rectangle {
+                id: diffLine
                 required property var modelData
                 width: column.width
                 height: line.implicitHeight + 2
@@ -36,7 +37,7 @@ Rectangle {
                     width: 30
                     anchors.verticalCenter: parent.verticalCenter
                     horizontalAlignment: Text.AlignRight
-                    text: modelData.lineNumber
+                    text: diffLine.modelData.lineNumber
                     color: Theme.tertiaryText
                     font.family: Theme.monospace
                     font.pixelSize: Theme.smallSize
@@ -44,10 +45,11 @@ Rectangle {
                 Text {
                     id: line
                     anchors { left: number.right; leftMargin: 6; right: parent.right; verticalCenter: parent.verticalCenter }
-                    text: modelData.display
+                    text: diffLine.modelData.display
                     textFormat: Text.PlainText
                     elide: Text.ElideRight
-                    color: modelData.kind === "addition" ? Theme.green : modelData.kind === "removal" ? Theme.coral : Theme.secondaryText
+                    color: diffLine.modelData.kind === "addition" ? Theme.green
+                         : diffLine.modelData.kind === "removal" ? Theme.coral : Theme.secondaryText
                     font.family: Theme.monospace
                     font.pixelSize: Theme.smallSize
                 }

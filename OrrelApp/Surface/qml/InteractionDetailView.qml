@@ -73,7 +73,7 @@ Column {
     }
     SurfaceText {
         width: parent.width
-        visible: text !== ""
+        visible: text !== "" && detail.card.showsBody === true
         text: detail.card.body ?? ""
         wraps: true
         maximumLineCount: 14

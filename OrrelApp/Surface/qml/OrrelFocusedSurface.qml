@@ -1,4 +1,5 @@
 import QtQuick
+import QtQuick.Controls.Basic
 
 // The card of one agent: who it is, what it asks, and the shelf of what can be done about it.
 // Reports the height its content and its shelf need.
@@ -37,6 +38,7 @@ Item {
         clip: true
         boundsBehavior: Flickable.StopAtBounds
         interactive: contentHeight > height
+        ScrollIndicator.vertical: ScrollIndicator {}
         FocusedPaneContent {
             id: content
             x: focused.inset

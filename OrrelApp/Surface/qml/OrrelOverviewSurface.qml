@@ -1,4 +1,5 @@
 import QtQuick
+import QtQuick.Controls.Basic
 
 // Every agent at a glance, or the state that stands in for the board: still checking, herdr out
 // of reach, or no agent yet. Reports the height its content needs.
@@ -20,6 +21,7 @@ Item {
         clip: true
         boundsBehavior: Flickable.StopAtBounds
         interactive: contentHeight > height
+        ScrollIndicator.vertical: ScrollIndicator {}
 
         Column {
             id: content

@@ -6,6 +6,7 @@
 #include "tests/OrrelApp/Surface/OrrelViewModelFixture.h"
 
 #include <QDir>
+#include <QFile>
 #include <QGuiApplication>
 #include <QMouseEvent>
 #include <QQmlComponent>
@@ -250,6 +251,77 @@ TEST_F(SurfaceViewsManyChoices, FortyLongChoicesScrollWithinTheCard)
     window.grab(u"many-choices"_s);
     // The card is as tall as the panel may be, and its choices scroll inside it.
     EXPECT_EQ(window.window().height(), int(window.state().geometry().maximumExpandedHeight));
+}
+
+// An edit approval with its diff and a command approval with its command, as recorded screens.
+class SurfaceViewsEvidence : public ViewModelTest {
+protected:
+    static QString recorded(const QString& fixture)
+    {
+        QFile file(QStringLiteral(ORREL_FIXTURE_DIRECTORY) + u'/' + fixture + u"/visible.ansi"_s);
+        return file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.readAll()) : QString();
+    }
+
+    static QByteArray pane(const QString& paneID, const QString& agent, const QString& screen)
+    {
+        return JSONValue(JSONValue::Object{{u"pane_id"_s, JSONValue(paneID)},
+                                           {u"agent"_s, JSONValue(agent)},
+                                           {u"agent_status"_s, JSONValue(u"blocked"_s)},
+                                           {u"screen"_s, JSONValue(JSONValue::Object{
+                                                             {u"visible"_s, JSONValue(screen)}})}})
+            .serialized();
+    }
+
+    void SetUp() override
+    {
+        ViewModelTest::SetUp();
+        const QString diff = recorded(u"claude-edit-approval-diff-526733bdd076.fixture"_s);
+        const QString command = recorded(u"codex-approval-120-8153a49a15ad.fixture"_s);
+        ASSERT_FALSE(diff.isEmpty());
+        ASSERT_FALSE(command.isEmpty());
+        startModel(R"({"workspaces":[{"workspace_id":"w1","label":"web"}],
+            "tabs":[{"tab_id":"w1:t1","workspace_id":"w1","label":"agents"}],
+            "panes":[)"
+                   + pane(u"w1:edit"_s, u"claude"_s, diff) + ','
+                   + pane(u"w1:run"_s, u"codex"_s, command) + "]}");
+    }
+};
+
+TEST_F(SurfaceViewsEvidence, AnEditWithItsDiffAndACommand)
+{
+    SurfaceWindow window(*model, clock);
+    runTask(model->selectPane({u"local:default"_s, u"w1:edit"_s}));
+    const QVariantMap diff = window.surface().card()[u"diff"_s].toMap();
+    EXPECT_EQ(diff[u"title"_s], u"Proposed changes to src/greeting.js"_s);
+    EXPECT_EQ(diff[u"lines"_s].toList().size(), 5);
+    window.grab(u"diff"_s);
+
+    runTask(model->selectPane({u"local:default"_s, u"w1:run"_s}));
+    EXPECT_FALSE(window.surface().card()[u"command"_s].isNull());
+    window.grab(u"command"_s);
+}
+
+// A session without agents, and then without its server.
+class SurfaceViewsStates : public ViewModelTest {
+protected:
+    void SetUp() override
+    {
+        ViewModelTest::SetUp();
+        startModel(R"({"workspaces":[],"tabs":[],"panes":[]})");
+    }
+};
+
+TEST_F(SurfaceViewsStates, NoAgentsAndThenNoHerdr)
+{
+    SurfaceWindow window(*model, clock);
+    model->showOverview();
+    EXPECT_EQ(window.surface().overview()[u"state"_s], u"empty"_s);
+    window.grab(u"overview-empty"_s);
+
+    a.server.stop();
+    advance(8s);
+    ASSERT_EQ(window.surface().overview()[u"state"_s], u"unreachable"_s);
+    window.grab(u"overview-unreachable"_s);
 }
 
 class SurfaceViewsEscalation : public ViewModelEscalations {};
