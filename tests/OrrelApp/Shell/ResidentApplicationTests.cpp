@@ -1,6 +1,7 @@
 // The resident application as a person meets it: started against a fake herdr on a real X server
 // with a window manager, driven through its automation channel, looked at through screenshots.
 
+#include "HerdrClient/Wire/JSONValue.h"
 #include "tests/support/FakeHerdrServer.h"
 #include "tests/support/FakeScenario.h"
 #include "tests/support/TestSupport.h"
@@ -46,6 +47,12 @@ protected:
             std::make_unique<FakeHerdrServer>(directory.filePath(u"config/herdr/herdr.sock"_s));
         writeAsk(u"ask-migrate"_s, u"w1:p1"_s, u"Run the staging migrations?"_s);
         writeAsk(u"ask-deploy"_s, u"w2:p1"_s, u"Deploy the web app to production?"_s);
+        writeEscalation();
+        // The pill stays revealed, so that its screenshots show it.
+        QDir().mkpath(directory.filePath(u"config/orrelsentry"_s));
+        QFile settings(directory.filePath(u"config/orrelsentry/orrelsentry.conf"_s));
+        ASSERT_TRUE(settings.open(QIODevice::WriteOnly));
+        settings.write("[General]\ncompactIndicatorMode=alwaysShow\n");
         ASSERT_TRUE(server->start());
         scenario->install(*server);
         QDir().mkpath(screenshotDirectory);
@@ -73,6 +80,7 @@ protected:
         environment.insert(u"HERDR_SOCKET_PATH"_s, server->socketPath());
         environment.insert(u"ORRELSENTRY_AUTOMATION_SOCKET"_s, automationPath());
         environment.insert(u"ORRELSENTRY_REDUCE_MOTION"_s, u"1"_s);
+        environment.insert(u"ORREL_PI_SENTINEL_DIR"_s, directory.filePath(u"sentinel"_s));
         return environment;
     }
 
@@ -91,6 +99,25 @@ protected:
                                       {u"pane"_s, pane},
                                       {u"since"_s, double(QDateTime::currentMSecsSinceEpoch())}})
                 .toJson());
+    }
+
+    // A pi worker's question to its orchestrator, as the sentinel journals it.
+    void writeEscalation()
+    {
+        const QString questions = directory.filePath(u"sentinel/questions"_s);
+        QDir().mkpath(questions);
+        QFile journal(questions + u"/questions.jsonl"_s);
+        ASSERT_TRUE(journal.open(QIODevice::WriteOnly));
+        const QByteArray created = QByteArray::number(QDateTime::currentMSecsSinceEpoch());
+        journal.write(R"({"questionId":"q1","owner":{"paneId":"w3:p1"},"child":{"paneId":"w3:p2"},)"
+                      R"("origin":{"paneId":"w3:p2"},)"
+                      R"("questions":[{"question":"Which schema should the import use?",)"
+                      R"("options":["staging","production"],"createdAt":)"
+                      + created
+                      + R"(}]})"
+                        "\n"
+                        R"({"questionId":"q1","type":"escalated"})"
+                        "\n");
     }
 
     QString automationPath() const { return directory.filePath(u"automation.sock"_s); }
@@ -192,9 +219,9 @@ TEST_F(ResidentApplication, FromThePillToAnAnswerAndBack)
 {
     ASSERT_TRUE(launch());
 
-    // The pill: coral with the two asks that need the person.
+    // The pill: coral with what needs the person: two asks and a worker's escalated question.
     QJsonObject seen = waitForState(
-        [](const QJsonObject& s) { return s.value(u"needsYou"_s).toArray().size() == 2; });
+        [](const QJsonObject& s) { return s.value(u"needsYou"_s).toArray().size() == 3; });
     EXPECT_EQ(presentation(seen), u"compact"_s);
     EXPECT_TRUE(seen.value(u"visible"_s).toBool());
     EXPECT_EQ(seen.value(u"pill"_s).toObject().value(u"status"_s).toString(), u"blocked"_s);
@@ -204,10 +231,11 @@ TEST_F(ResidentApplication, FromThePillToAnAnswerAndBack)
     EXPECT_EQ(frame.value(u"x"_s).toInt() * 2 + frame.value(u"width"_s).toInt(), 1280);
     EXPECT_FALSE(screenshot(u"pill-blocked"_s).isNull());
 
-    // The overview: two asks, one blocked root waiting out its grace, the worker under its root.
+    // The overview: what needs the person, one blocked root waiting out its grace, and the rest;
+    // the workers stay under their roots.
     ASSERT_TRUE(command(u"showOverview"_s).value(u"ok"_s).toBool());
     seen = waitForState([](const QJsonObject& s) { return presentation(s) == u"overview"; });
-    EXPECT_EQ(section(seen, u"needsYou"_s).size(), 2);
+    EXPECT_EQ(section(seen, u"needsYou"_s).size(), 3);
     EXPECT_EQ(section(seen, u"grace"_s).size(), 1);
     EXPECT_GT(seen.value(u"geometry"_s).toObject().value(u"height"_s).toInt(), 100);
     EXPECT_FALSE(screenshot(u"overview"_s).isNull());
@@ -220,6 +248,17 @@ TEST_F(ResidentApplication, FromThePillToAnAnswerAndBack)
     EXPECT_FALSE(reply.value(u"ok"_s).toBool());
     EXPECT_TRUE(reply.value(u"error"_s).toString().contains(u"Nothing was sent."_s))
         << reply.value(u"error"_s).toString().toStdString();
+
+    // A worker's question reaches the person on its orchestrator's card.
+    reply = command(u"select"_s, {{u"session"_s, u"local:default"_s}, {u"pane"_s, u"w3:p1"_s}});
+    ASSERT_TRUE(reply.value(u"ok"_s).toBool()) << QJsonDocument(reply).toJson().toStdString();
+    seen = waitForState([](const QJsonObject& s) {
+        return s.value(u"card"_s).toObject().value(u"escalation"_s).isObject();
+    });
+    EXPECT_TRUE(QJsonDocument(seen.value(u"card"_s).toObject().value(u"escalation"_s).toObject())
+                    .toJson()
+                    .contains("Which schema should the import use?"));
+    EXPECT_FALSE(screenshot(u"card-escalation"_s).isNull());
 
     // The hard floor: Approve stays locked until the target is typed.
     reply = command(u"select"_s, {{u"session"_s, u"local:default"_s}, {u"pane"_s, u"w2:p1"_s}});
@@ -269,4 +308,34 @@ TEST_F(ResidentApplication, FromThePillToAnAnswerAndBack)
     ASSERT_TRUE(command(u"quit"_s).value(u"ok"_s).toBool());
     ASSERT_TRUE(app.waitForFinished(15000));
     EXPECT_EQ(app.exitCode(), 0);
+}
+
+TEST_F(ResidentApplication, OneInstancePerSessionAndAQuietEnd)
+{
+    // Nobody waits: the pill is quiet.
+    scenario->transitionTo(*FakeScenario::fromJSON(*JSONValue::parse(
+        R"({"panes":[{"pane_id":"w1:p1","agent":"claude","agent_status":"idle"}]})")));
+    ASSERT_TRUE(launch());
+    QJsonObject seen = waitForState([](const QJsonObject& s) {
+        return s.value(u"agentCount"_s).toInt() == 1
+               && s.value(u"pill"_s).toObject().value(u"status"_s).toString() == u"idle";
+    });
+    EXPECT_TRUE(seen.value(u"needsYou"_s).toArray().isEmpty());
+    EXPECT_FALSE(screenshot(u"pill-idle"_s).isNull());
+
+    // A second start in the same login session shows the first one's overview and ends.
+    QProcess second;
+    second.setProcessEnvironment(environment());
+    second.start(orrelSentry, {});
+    ASSERT_TRUE(second.waitForFinished(15000));
+    EXPECT_EQ(second.exitCode(), 0) << second.readAllStandardError().toStdString();
+    seen = waitForState([](const QJsonObject& s) { return presentation(s) == u"overview"; });
+    EXPECT_EQ(presentation(seen), u"overview"_s);
+
+    // SIGTERM takes the same way out as Quit: the sessions end and the socket goes.
+    app.terminate();
+    ASSERT_TRUE(app.waitForFinished(15000));
+    EXPECT_EQ(app.exitStatus(), QProcess::NormalExit);
+    EXPECT_EQ(app.exitCode(), 0);
+    EXPECT_FALSE(QFile::exists(automationPath()));
 }
