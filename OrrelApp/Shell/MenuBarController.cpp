@@ -129,7 +129,8 @@ void MenuBarController::rebuild()
 
     // Their windows do not exist yet; the items stand where people will look for them.
     m_menu->addAction(u"Settings…"_s)->setEnabled(false);
-    m_menu->addAction(u"Setup & permissions…"_s)->setEnabled(false);
+    // "&&": a single ampersand would mark the next letter as the item's mnemonic.
+    m_menu->addAction(u"Setup && permissions…"_s)->setEnabled(false);
     m_menu->addSeparator();
 
     m_menu->addAction(u"Check for Updates…"_s)->setEnabled(false);

@@ -27,7 +27,9 @@ protected:
             if (action->isSeparator())
                 lines << u"---"_s;
             else
-                lines << action->text() + (action->isEnabled() ? QString() : u" (off)"_s);
+                // As drawn: "&&" is how a menu shows one ampersand.
+                lines << action->text().replace(u"&&"_s, u"&"_s)
+                             + (action->isEnabled() ? QString() : u" (off)"_s);
         }
         return lines;
     }
