@@ -310,7 +310,7 @@ TEST_F(ResidentApplication, FromThePillToAnAnswerAndBack)
     EXPECT_EQ(app.exitCode(), 0);
 }
 
-TEST_F(ResidentApplication, OneInstancePerSessionAndAQuietEnd)
+TEST_F(ResidentApplication, OneInstanceAQuietPillAMovingDisplayAndACleanEnd)
 {
     // Nobody waits: the pill is quiet.
     scenario->transitionTo(*FakeScenario::fromJSON(*JSONValue::parse(
@@ -331,6 +331,23 @@ TEST_F(ResidentApplication, OneInstancePerSessionAndAQuietEnd)
     EXPECT_EQ(second.exitCode(), 0) << second.readAllStandardError().toStdString();
     seen = waitForState([](const QJsonObject& s) { return presentation(s) == u"overview"; });
     EXPECT_EQ(presentation(seen), u"overview"_s);
+
+    // A display that changes moves the panel at once, still centred at its top.
+    for (const QStringList& arguments :
+         {QStringList{u"--newmode"_s, u"small"_s, u"60"_s, u"1024"_s, u"1048"_s, u"1184"_s,
+                      u"1344"_s, u"700"_s, u"703"_s, u"709"_s, u"720"_s},
+          QStringList{u"--addmode"_s, u"screen"_s, u"small"_s},
+          QStringList{u"--output"_s, u"screen"_s, u"--mode"_s, u"small"_s}}) {
+        QProcess xrandr;
+        xrandr.start(u"xrandr"_s, arguments);
+        ASSERT_TRUE(xrandr.waitForFinished(10000));
+        ASSERT_EQ(xrandr.exitCode(), 0) << xrandr.readAllStandardError().toStdString();
+    }
+    seen = waitForState([](const QJsonObject& s) {
+        const QJsonObject frame = s.value(u"geometry"_s).toObject();
+        return frame.value(u"x"_s).toInt() * 2 + frame.value(u"width"_s).toInt() == 1024;
+    });
+    EXPECT_EQ(seen.value(u"geometry"_s).toObject().value(u"y"_s).toInt(), 0);
 
     // SIGTERM takes the same way out as Quit: the sessions end and the socket goes.
     app.terminate();
