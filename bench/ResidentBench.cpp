@@ -52,10 +52,11 @@ QJsonObject promptPaneRecord(int round)
         reactions.append(QJsonObject{
             {u"keys"_s, keys}, {u"agent_status"_s, u"working"_s}, {u"screen"_s, workingScreen}});
     const QString screen =
-        u" Bash command\n\n   npm run migrate -- --step %1\n   Run one migration step\n\n"
-        " Do you want to proceed?\n ❯ 1. Yes\n   2. Yes, and don't ask again for npm run migrate "
-        "commands in /tmp/orrel-bench\n   3. No, and tell Claude what to do differently (esc)\n"_s
-            .arg(round);
+        QString(80, u'─')
+        + u"\n Bash command\n\n   npm run migrate -- --step %1\n   Run one migration step\n\n"
+          " Do you want to proceed?\n ❯ 1. Yes\n   2. Yes, and don't ask again for npm run "
+          "migrate commands in /tmp/orrel-bench\n   3. No, and tell Claude what to do "
+          "differently (esc)\n\n Esc to cancel\n"_s.arg(round);
     return {{u"pane_id"_s, promptPane},        {u"agent"_s, u"claude"_s},
             {u"agent_status"_s, u"blocked"_s}, {u"revision"_s, 100 + round},
             {u"cwd"_s, u"/tmp/orrel-bench"_s}, {u"screen"_s, QJsonObject{{u"visible"_s, screen}}},

@@ -47,30 +47,30 @@ OrrelSurfaceModel::OrrelSurfaceModel(OrrelViewModel& model, OrrelSurfaceState& s
         if (qobject_cast<QGuiApplication*>(QCoreApplication::instance()))
             QGuiApplication::clipboard()->setText(text);
     };
-    connect(&m_model, &OrrelViewModel::changed, this, &OrrelSurfaceModel::refresh);
-    connect(&m_model, &OrrelViewModel::presentationChanged, this, &OrrelSurfaceModel::refresh);
+    connect(&m_model, &OrrelViewModel::changed, this, &OrrelSurfaceModel::refreshShown);
+    connect(&m_model, &OrrelViewModel::presentationChanged, this, &OrrelSurfaceModel::refreshShown);
     connect(&surfaceState, &OrrelSurfaceState::compactIndicatorRevealedChanged, this,
-            &OrrelSurfaceModel::refresh);
+            &OrrelSurfaceModel::refreshShown);
     connect(&surfaceState, &OrrelSurfaceState::reduceMotionChanged, this,
-            &OrrelSurfaceModel::refresh);
+            &OrrelSurfaceModel::refreshShown);
     // A session's connection, its recent output and its modes move outside the view model's
     // cycles.
     const auto follow = [this] {
         for (SessionRuntime* runtime : m_model.runtimes()) {
-            connect(runtime, &SessionRuntime::connectionChanged, this, &OrrelSurfaceModel::refresh,
+            connect(runtime, &SessionRuntime::connectionChanged, this,
+                    &OrrelSurfaceModel::refreshShown, Qt::UniqueConnection);
+            connect(runtime, &SessionRuntime::errorChanged, this, &OrrelSurfaceModel::refreshShown,
                     Qt::UniqueConnection);
-            connect(runtime, &SessionRuntime::errorChanged, this, &OrrelSurfaceModel::refresh,
-                    Qt::UniqueConnection);
-            connect(runtime, &SessionRuntime::agentModesChanged, this, &OrrelSurfaceModel::refresh,
-                    Qt::UniqueConnection);
+            connect(runtime, &SessionRuntime::agentModesChanged, this,
+                    &OrrelSurfaceModel::refreshShown, Qt::UniqueConnection);
             connect(&runtime->activity(), &PaneActivityCoordinator::stateChanged, this,
-                    &OrrelSurfaceModel::refresh, Qt::UniqueConnection);
+                    &OrrelSurfaceModel::refreshShown, Qt::UniqueConnection);
         }
     };
     follow();
     connect(&m_model.registry(), &SessionRegistry::runtimesChanged, this, follow);
     m_clockTick.setInterval(clockTickInterval);
-    connect(&m_clockTick, &QTimer::timeout, this, &OrrelSurfaceModel::refresh);
+    connect(&m_clockTick, &QTimer::timeout, this, &OrrelSurfaceModel::refreshShown);
     m_clockTick.start();
     refresh();
 }
@@ -87,7 +87,7 @@ QVariantMap OrrelSurfaceModel::tones() const
     return SurfaceProjection::tones();
 }
 
-void OrrelSurfaceModel::refresh()
+void OrrelSurfaceModel::project(bool everything)
 {
     if (!m_surfaceState)
         return;
@@ -96,11 +96,13 @@ void OrrelSurfaceModel::refresh()
     const QString selected = selection ? selection->id() : QString();
     const bool presentationMoved = assign(m_presentation, m_model.presentation().toString());
     const bool selectionMoved = assign(m_selected, selected);
-    const bool identityMoved = assign(
-        m_focusedIdentity, m_model.presentation().isFocused() ? selected : QString());
+    const bool identityMoved =
+        assign(m_focusedIdentity, m_model.presentation().isFocused() ? selected : QString());
     const bool pillMoved = assign(m_pill, SurfaceProjection::pill(m_model, *m_surfaceState, at));
-    const bool overviewMoved = assign(m_overview, SurfaceProjection::overview(m_model, at));
-    const bool cardMoved = assign(m_card, SurfaceProjection::card(m_model, at));
+    const bool shown = everything || m_model.presentation().isExpanded();
+    const bool overviewMoved =
+        shown && assign(m_overview, SurfaceProjection::overview(m_model, at));
+    const bool cardMoved = shown && assign(m_card, SurfaceProjection::card(m_model, at));
     // The shape goes last: a view it brings up must find the card and the identity it reports
     // its height under already in place.
     if (selectionMoved)

@@ -52,8 +52,8 @@ public:
     QVariantMap tones() const;
 
     void setCopyText(CopyText copy) { m_copyText = std::move(copy); }
-    // Projects again now; what is unchanged is not announced.
-    void refresh();
+    // Projects everything again now, what is hidden too; what is unchanged is not announced.
+    void refresh() { project(true); }
 
     // --- Shape and selection.
     QCoro::Task<Outcome> toggle();
@@ -148,6 +148,11 @@ Q_SIGNALS:
     void contextMenuRequested(QPoint globalPosition);
 
 private:
+    // The board and the card cost the most and show only while the panel is open: the pill
+    // alone is kept current behind the folded panel, unless `everything` is asked for.
+    void project(bool everything);
+    void refreshShown() { project(false); }
+
     // Awaits an answer to the selected agent; when it went nowhere, the sentence that says why.
     QCoro::Task<Outcome> answering(QCoro::Task<bool> answer);
     std::optional<QString> noSelection() const;

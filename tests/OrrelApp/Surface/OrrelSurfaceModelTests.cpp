@@ -25,7 +25,12 @@ protected:
         Base::TearDown();
     }
 
-    QVariantMap card() const { return surface->card(); }
+    // As a script reads it: everything projected afresh.
+    QVariantMap card() const
+    {
+        surface->refresh();
+        return surface->card();
+    }
 
     std::unique_ptr<OrrelSurfaceState> state;
     std::unique_ptr<OrrelSurfaceModel> surface;
@@ -100,6 +105,10 @@ TEST_F(SurfaceBoard, TheBoardsSectionsRowsAndPill)
 
     // Unfolding the orchestrator shows its workers and hides nothing.
     runTask(surface->toggleWorkers({u"local:default"_s, u"w2:p1"_s}));
+    // Behind the folded panel only the pill is kept current...
+    EXPECT_FALSE(surface->overview()[u"board"_s].toMap()[u"hiddenLine"_s].isNull());
+    // ...the board is projected again when it shows, or when asked for.
+    runTask(surface->showOverview());
     const QVariantMap unfolded = surface->overview()[u"board"_s].toMap();
     EXPECT_TRUE(unfolded[u"hiddenLine"_s].isNull());
     EXPECT_EQ(rowsOf(unfolded[u"sections"_s].toList()[2].toMap()).size(), 4);
