@@ -1,7 +1,12 @@
+#include "OrrelApp/Platform/ResidentInstance.h"
+#include "OrrelApp/Platform/UnixSignalWatcher.h"
 #include "OrrelApp/Shell/AppDelegate.h"
 #include "OrrelApp/Shell/AppLaunchMode.h"
 
 #include <QApplication>
+#include <QDBusConnection>
+#include <QQuickWindow>
+#include <QSGRendererInterface>
 #include <QTextStream>
 
 int main(int argc, char* argv[])
@@ -29,6 +34,13 @@ int main(int argc, char* argv[])
     if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
         qputenv("QT_QPA_PLATFORM", "xcb");
 
+    // The panel is small and mostly still: Qt Quick's software renderer draws it for a fraction
+    // of the memory a GPU context keeps, and the same on every X server. QT_QUICK_BACKEND wins.
+    if (qEnvironmentVariableIsEmpty("QT_QUICK_BACKEND"))
+        QQuickWindow::setGraphicsApi(QSGRendererInterface::Software);
+    // Transparent around the shape where a compositor runs.
+    QQuickWindow::setDefaultAlphaBuffer(true);
+
     QApplication application(argc, argv);
     QApplication::setApplicationName(QStringLiteral("orrel-sentry"));
     QApplication::setApplicationDisplayName(QStringLiteral("Orrel Sentry"));
@@ -36,7 +48,18 @@ int main(int argc, char* argv[])
     // Resident: closing a window never ends the program.
     QApplication::setQuitOnLastWindowClosed(false);
 
+    // One resident program per login session: a second start shows the first one's overview.
+    ResidentInstance instance(QDBusConnection::sessionBus());
+    if (instance.claim() == InstanceClaiming::Claim::anotherRuns)
+        return 0;
+
     AppDelegate delegate(mode);
+    QObject::connect(&instance, &InstanceClaiming::showOverviewRequested, &delegate,
+                     &AppDelegate::showOverview);
+    // Ctrl-C and a plain kill take the same way out as Quit in the menu.
+    UnixSignalWatcher termination;
+    QObject::connect(&termination, &UnixSignalWatcher::terminationRequested, &delegate,
+                     &AppDelegate::quit);
     if (!delegate.applicationDidFinishLaunching())
         return 1;
     return QApplication::exec();

@@ -5,13 +5,20 @@
 #include "HerdrClient/Support/Environment.h"
 #include "HerdrClient/Wire/HerdrClient.h"
 #include "OrrelApp/Alerts/SoundEngine.h"
+#include "OrrelApp/Automation/AutomationChannel.h"
+#include "OrrelApp/Automation/SurfaceAutomationTarget.h"
 #include "OrrelApp/Platform/DesktopDoNotDisturb.h"
+#include "OrrelApp/Platform/DesktopReduceMotion.h"
 #include "OrrelApp/Platform/IniSettingsStore.h"
 #include "OrrelApp/Platform/SoundEffectAlertSound.h"
 #include "OrrelApp/Platform/X11DesktopWindows.h"
 #include "OrrelApp/Sessions/SessionDiscoveryLoop.h"
 #include "OrrelApp/Sessions/SessionRegistry.h"
+#include "OrrelApp/Shell/BuildProvenance.h"
+#include "OrrelApp/Shell/MenuBarController.h"
 #include "OrrelApp/Shell/Settings.h"
+#include "OrrelApp/Surface/OrrelSurfaceModel.h"
+#include "OrrelApp/Surface/OrrelSurfaceState.h"
 #include "OrrelApp/Surface/OrrelViewModel.h"
 #include "OrrelApp/Surface/OrrelWindowController.h"
 
@@ -21,6 +28,8 @@
 #include <QPointer>
 #include <QSet>
 #include <QTimer>
+#include <QUrl>
+#include <QVariant>
 
 using namespace Qt::StringLiterals;
 using namespace std::chrono_literals;
@@ -114,8 +123,23 @@ bool AppDelegate::applicationDidFinishLaunching()
             .panel = m_desktop->isConnected() ? m_desktop.get() : nullptr,
             .windows = m_desktop->isConnected() ? m_desktop.get() : nullptr},
         Clock::system());
+    m_surfaceModel =
+        std::make_unique<OrrelSurfaceModel>(*m_viewModel, m_orrelController->surfaceState());
+    if (!m_orrelController->load(
+            QUrl(u"qrc:/OrrelSentry/OrrelSurface.qml"_s),
+            {{u"surface"_s, QVariant::fromValue(m_surfaceModel.get())},
+             {u"surfaceState"_s, QVariant::fromValue(&m_orrelController->surfaceState())}}))
+        return false;
     m_orrelController->show();
+    // Its observers: displays (inside the controller), the desktop's reduce-motion setting,
+    // focus and clicks (inside the controller), the display that follows focus.
     m_orrelController->startObservers();
+    m_reduceMotion =
+        std::make_unique<DesktopReduceMotion>(QDBusConnection::sessionBus(), m_commands);
+    OrrelSurfaceState& surfaceState = m_orrelController->surfaceState();
+    surfaceState.setReduceMotion(m_reduceMotion->reduceMotion());
+    connect(m_reduceMotion.get(), &DesktopReduceMotion::reduceMotionChanged, &surfaceState,
+            &OrrelSurfaceState::setReduceMotion);
 
     // 11. Sessions begin here. Later: the snapshot publisher and the saver's hot key start.
     m_viewModel->start({.settings = m_settings.get(),
@@ -127,7 +151,30 @@ bool AppDelegate::applicationDidFinishLaunching()
     // 13.
     observeIgnoredSessions();
 
+    // 14. The tray; where the desktop has none, a right click on the pill opens the same menu.
+    m_menuBar = std::make_unique<MenuBarController>(*m_viewModel, BuildProvenance::compiledIn());
+    m_menuBar->onToggleOrrel = [this] { m_surfaceModel->requestToggle(); };
+    m_menuBar->onQuit = [this] { quit(); };
+    m_menuBar->install();
+    connect(m_surfaceModel.get(), &OrrelSurfaceModel::contextMenuRequested, m_menuBar.get(),
+            &MenuBarController::popUp);
+
     // 15-16. Here onboarding will be built, and Setup opened on a first launch.
+
+    // Scripts drive the surface only when asked to, through a socket of their own.
+    return startAutomation(environment);
+}
+
+bool AppDelegate::startAutomation(const Environment& environment)
+{
+    m_automationTarget = std::make_unique<SurfaceAutomationTarget>(
+        *m_viewModel, *m_surfaceModel, *m_orrelController, [this] { quit(); });
+    auto channel = AutomationChannel::fromEnvironment(environment, *m_automationTarget);
+    if (!channel) {
+        qWarning().noquote() << "Orrel Sentry: the automation channel is off:" << channel.error();
+        return false;
+    }
+    m_automation = std::move(*channel);
     return true;
 }
 
@@ -153,11 +200,16 @@ void AppDelegate::applicationWillTerminate()
     if (m_terminating)
         return;
     m_terminating = true;
+    // No script may act on the surface while it is taken down.
+    if (m_automation)
+        m_automation->stop();
     // 1-4. Here the hot keys, the update loop, the publisher and the notifications stop.
     // 5.
     if (m_viewModel)
         m_viewModel->stop();
-    // 6. Here the tray icon is removed.
+    // 6.
+    if (m_menuBar)
+        m_menuBar->remove();
     // 7.
     if (m_orrelController)
         m_orrelController->tearDown();

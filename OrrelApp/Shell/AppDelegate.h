@@ -1,6 +1,7 @@
 #pragma once
 
 #include "HerdrClient/Commands/ProcessCommandRunner.h"
+#include "HerdrClient/Support/Environment.h"
 #include "OrrelApp/Shell/AppLaunchMode.h"
 
 #include <QCoroTask>
@@ -9,12 +10,17 @@
 
 #include <memory>
 
+class AutomationChannel;
 class DesktopDoNotDisturb;
+class DesktopReduceMotion;
+class MenuBarController;
 class IniSettingsStore;
+class OrrelSurfaceModel;
 class OrrelViewModel;
 class OrrelWindowController;
 class Settings;
 class SoundEngine;
+class SurfaceAutomationTarget;
 class TerminalActivator;
 class X11DesktopWindows;
 
@@ -43,6 +49,7 @@ private:
     void applicationWillTerminate();
     QCoro::Task<> quitAfterStop();
     void observeIgnoredSessions();
+    bool startAutomation(const Environment& environment);
 
     AppLaunchMode m_launchMode;
     QStringList m_existingKeys;
@@ -56,5 +63,11 @@ private:
     std::unique_ptr<OrrelViewModel> m_viewModel;
     std::unique_ptr<DesktopDoNotDisturb> m_doNotDisturb;
     std::unique_ptr<SoundEngine> m_soundEngine;
+    std::unique_ptr<DesktopReduceMotion> m_reduceMotion;
+    // The views bind to the surface model: the controller that holds them ends first.
+    std::unique_ptr<OrrelSurfaceModel> m_surfaceModel;
     std::unique_ptr<OrrelWindowController> m_orrelController;
+    std::unique_ptr<SurfaceAutomationTarget> m_automationTarget;
+    std::unique_ptr<AutomationChannel> m_automation;
+    std::unique_ptr<MenuBarController> m_menuBar;
 };

@@ -17,14 +17,14 @@ namespace {
 // Ages, the grace count-down and the pill's fade move with the clock alone.
 constexpr auto clockTickInterval = 1s;
 
+// Stores a new value and says whether it differed; the signals go out once everything is stored.
 template <class Value>
-void assign(Value& stored, Value value, void (OrrelSurfaceModel::*notify)(),
-            OrrelSurfaceModel* model)
+bool assign(Value& stored, Value value)
 {
     if (stored == value)
-        return;
+        return false;
     stored = std::move(value);
-    Q_EMIT(model->*notify)();
+    return true;
 }
 
 QCoro::Task<OrrelSurfaceModel::Outcome> done()
@@ -94,16 +94,27 @@ void OrrelSurfaceModel::refresh()
     const Timestamp at = m_model.now();
     const auto& selection = m_model.selected();
     const QString selected = selection ? selection->id() : QString();
-    assign(m_presentation, m_model.presentation().toString(),
-           &OrrelSurfaceModel::presentationChanged, this);
-    assign(m_selected, selected, &OrrelSurfaceModel::selectedChanged, this);
-    assign(m_focusedIdentity, m_model.presentation().isFocused() ? selected : QString(),
-           &OrrelSurfaceModel::focusedIdentityChanged, this);
-    assign(m_pill, SurfaceProjection::pill(m_model, *m_surfaceState, at),
-           &OrrelSurfaceModel::pillChanged, this);
-    assign(m_overview, SurfaceProjection::overview(m_model, at),
-           &OrrelSurfaceModel::overviewChanged, this);
-    assign(m_card, SurfaceProjection::card(m_model, at), &OrrelSurfaceModel::cardChanged, this);
+    const bool presentationMoved = assign(m_presentation, m_model.presentation().toString());
+    const bool selectionMoved = assign(m_selected, selected);
+    const bool identityMoved = assign(
+        m_focusedIdentity, m_model.presentation().isFocused() ? selected : QString());
+    const bool pillMoved = assign(m_pill, SurfaceProjection::pill(m_model, *m_surfaceState, at));
+    const bool overviewMoved = assign(m_overview, SurfaceProjection::overview(m_model, at));
+    const bool cardMoved = assign(m_card, SurfaceProjection::card(m_model, at));
+    // The shape goes last: a view it brings up must find the card and the identity it reports
+    // its height under already in place.
+    if (selectionMoved)
+        Q_EMIT selectedChanged();
+    if (identityMoved)
+        Q_EMIT focusedIdentityChanged();
+    if (pillMoved)
+        Q_EMIT pillChanged();
+    if (overviewMoved)
+        Q_EMIT overviewChanged();
+    if (cardMoved)
+        Q_EMIT cardChanged();
+    if (presentationMoved)
+        Q_EMIT presentationChanged();
 }
 
 std::optional<AgentRef> OrrelSurfaceModel::parseRef(const QString& text)

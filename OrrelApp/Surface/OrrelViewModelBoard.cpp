@@ -249,9 +249,13 @@ AttentionBoard OrrelViewModel::attentionBoard(Timestamp at) const
             seen.insert(ref);
             AttentionBoardRow row = rowOf(found->second);
             row.summary = needsYouSummary(*runtime, found->second.summary, item);
-            const QString age = ageText(std::max<qint64>(0, wholeSecondsBetween(item.since, at)));
-            row.meta = item.escalation() ? u"orchestrator · "_s + age
-                                         : found->second.tabTitle + u" · "_s + age;
+            // An ask that came without its file has no start of its own: no age rather than
+            // one counted from 1970.
+            const QString age =
+                item.since > Timestamp{}
+                    ? u" · "_s + ageText(std::max<qint64>(0, wholeSecondsBetween(item.since, at)))
+                    : QString();
+            row.meta = (item.escalation() ? u"orchestrator"_s : found->second.tabTitle) + age;
             row.stateText = u"needs you"_s;
             row.tone = AttentionBoardRow::Tone::hot;
             row.workerCount = int(attention.tree.children(item.paneID).size());

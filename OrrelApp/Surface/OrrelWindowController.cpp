@@ -74,6 +74,11 @@ OrrelWindowController::OrrelWindowController(OrrelViewModel& viewModel, Settings
 
     connect(&m_viewModel, &OrrelViewModel::presentationChanged, this,
             &OrrelWindowController::presentationDidChange);
+    // Another agent's card in the same shape starts from its own first guess.
+    connect(&m_viewModel, &OrrelViewModel::changed, this, [this] {
+        if (m_viewModel.presentation().isFocused() && m_viewModel.selected() != m_sizedSelection)
+            prepareAdaptiveHeight();
+    });
     connect(m_surfaceState.get(), &OrrelSurfaceState::visibleSizeChanged, this, [this] {
         if (!m_collapsing)
             setPanelFrame();
@@ -305,6 +310,7 @@ void OrrelWindowController::prepareAdaptiveHeight()
         hasEvidence = state->interaction->contentEvidence.has_value();
     }
     const bool hasShelf = choiceCount == 0 || m_viewModel.canSendIdlePrompt();
+    m_sizedSelection = selected;
     m_surfaceState->prepareFocused(selected->id(),
                                    geometry.focusedHeight(choiceCount, hasEvidence, hasShelf));
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "HerdrClient/State/AgentRef.h"
 #include "HerdrClient/Support/Clock.h"
 #include "OrrelApp/Surface/OrrelGeometry.h"
 #include "OrrelApp/Surface/OrrelScreenSelection.h"
@@ -100,6 +101,8 @@ private:
     QTimer m_screenPollTimer;
     QRect m_displayFrame;
     quint64 m_transitionRevision = 0;
+    // The agent whose card the panel was last sized for.
+    std::optional<AgentRef> m_sizedSelection;
     bool m_collapsing = false;
     bool m_wasActive = false;
     bool m_observing = false;

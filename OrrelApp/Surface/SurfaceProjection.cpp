@@ -259,6 +259,7 @@ QVariantMap tones()
 QVariantMap labels()
 {
     return {
+        {u"overviewTitle"_s, u"herdr agents"_s},
         {u"backToOverview"_s, u"‹ All agents"_s},
         {u"loadingAgent"_s, u"Loading agent…"_s},
         {u"reRead"_s, u"↻ Re-read live ask"_s},
@@ -287,6 +288,7 @@ QVariantMap labels()
         {u"keepWorking"_s, u"Keep working"_s},
         {u"retryOutput"_s, u"↻ Read again"_s},
         {u"modeHelp"_s, u"Sends Shift-Tab to the selected agent"_s},
+        {u"modeKey"_s, u"⇧⇥"_s},
         {u"jump"_s, u"Jump"_s},
         {u"copyAttachCommand"_s, u"Copy attach command"_s},
         {u"dismissJumpNotice"_s, u"Dismiss jump message"_s},

@@ -77,6 +77,7 @@ QVariantList stepList(const PendingInteraction& interaction)
             {u"isAnswered"_s, step.isAnswered},
             {u"isSubmit"_s, step.isSubmit},
             {u"isActive"_s, interaction.presentation.activeStepIndex == qint64(index)},
+            {u"display"_s, step.isAnswered ? u"✓ "_s + step.label : step.label},
         });
     }
     return list;
@@ -118,10 +119,11 @@ QVariant diffEvidence(const PendingInteraction& interaction)
             {u"lineNumber"_s,
              line.lineNumber ? QVariant(QString::number(*line.lineNumber)) : QVariant(QString())},
             {u"kind"_s, toString(line.kind)},
-            {u"sign"_s, line.kind == InteractionDiffLineKind::addition  ? u"+"_s
-                        : line.kind == InteractionDiffLineKind::removal ? u"−"_s
-                                                                        : u" "_s},
             {u"text"_s, line.text},
+            {u"display"_s, (line.kind == InteractionDiffLineKind::addition  ? u"+ "_s
+                            : line.kind == InteractionDiffLineKind::removal ? u"− "_s
+                                                                            : u"  "_s)
+                               + line.text},
         });
     return QVariantMap{{u"path"_s, diff->filePath},
                        {u"title"_s, u"Proposed changes to "_s + diff->filePath},
@@ -175,6 +177,7 @@ void addPrompt(QVariantMap& card, const Selection& selection)
         interaction ? std::optional(InteractionDisplayModel::from(*interaction)) : std::nullopt;
     const auto text = [&](auto member) { return display ? optional((*display).*member) : null(); };
     card[u"title"_s] = text(&InteractionDisplayModel::title);
+    card[u"header"_s] = interaction ? optional(interaction->header) : null();
     card[u"body"_s] = text(&InteractionDisplayModel::body);
     card[u"progressText"_s] = text(&InteractionDisplayModel::progressText);
     card[u"userContextLine"_s] = text(&InteractionDisplayModel::userContextLine);
@@ -198,10 +201,16 @@ void addPrompt(QVariantMap& card, const Selection& selection)
     card[u"steps"_s] = interaction ? stepList(*interaction) : QVariantList();
     card[u"canGoBack"_s] = interaction && interaction->presentation.activeStepIndex.value_or(0) > 0;
     card[u"reviewLine"_s] = interaction ? reviewLine(*interaction) : null();
+    // The evidence shows what the body would repeat as raw screen text.
+    card[u"showsBody"_s] = interaction && !interaction->contentEvidence;
     card[u"command"_s] = interaction ? commandEvidence(*interaction) : null();
     card[u"diff"_s] = interaction ? diffEvidence(*interaction) : null();
     card[u"hardFloor"_s] = hardFloor(selection, interaction);
     card[u"liveStatus"_s] = interaction ? QVariant(liveStatus(*selection.state)) : null();
+    card[u"liveStatusTone"_s] = !interaction ? null()
+                                : selection.state->phase == PaneInteractionPhase::idle
+                                    ? QVariant(u"green"_s)
+                                    : QVariant(u"amber"_s);
     card[u"liveStatusHelp"_s] = u"The live prompt is checked again before a response is sent."_s;
     const bool unstructured = interaction && interaction->kind == InteractionKind::unknown;
     card[u"unstructuredNotice"_s] =
@@ -355,7 +364,7 @@ QString content(const Selection& selection)
     return u"none"_s;
 }
 
-QString contentText(const QString& content)
+QString contentText(const QString& content, const Selection& selection)
 {
     if (content == u"loading"_s)
         return u"Loading agent…"_s;
@@ -363,6 +372,9 @@ QString contentText(const QString& content)
         return u"Reading live prompt…"_s;
     if (content == u"none"_s)
         return u"No pending prompt was detected."_s;
+    // A finished agent's last words, or that nothing waits.
+    if (content == u"idle"_s)
+        return selection.item->summary;
     return {};
 }
 
@@ -386,11 +398,16 @@ QVariantMap card(const OrrelViewModel& model, Timestamp at)
     const QString shown = content(selection);
     card[u"ref"_s] = selected->id();
     card[u"content"_s] = shown;
-    card[u"contentText"_s] = contentText(shown);
+    card[u"contentText"_s] = contentText(shown, selection);
     card[u"agentTitle"_s] = present ? QVariant(selection.item->taskTitle) : null();
     card[u"subtitle"_s] = present ? QVariant(model.cardSubtitle(*selected)) : null();
     card[u"agentName"_s] = present ? QVariant(selection.item->agentName) : null();
     card[u"modelName"_s] = present ? optional(selection.item->modelName) : null();
+    card[u"agentLine"_s] =
+        present ? QVariant(selection.item->modelName
+                               ? selection.item->agentName + u" · "_s + *selection.item->modelName
+                               : selection.item->agentName)
+                : null();
     card[u"status"_s] = present ? QVariant(toString(selection.item->status)) : null();
     card[u"stateText"_s] = present ? QVariant(selection.item->stateText) : null();
     card[u"summary"_s] = present ? QVariant(selection.item->summary) : null();

@@ -156,6 +156,13 @@ QCoro::Task<int> perform(OrrelViewModel& model, const BoardArguments& arguments,
     if (!runtime || !runtime->store().pane(ref.paneID))
         co_return context.fail(
             u"orrelctl board: no agent %1 in session %2"_s.arg(ref.paneID, ref.sessionID));
+    // A poll cycle that overtook the selection's own read leaves the prompt to the next read:
+    // wait for it, as a person waits for the card to fill, before deciding anything.
+    const auto readDeadline = std::chrono::steady_clock::now() + settleDeadline;
+    while (model.selectedStatus() == RollupStatus::blocked
+           && !(model.selectedState() && model.selectedState()->interaction)
+           && std::chrono::steady_clock::now() < readDeadline)
+        co_await QCoro::sleepFor(50ms);
     if (arguments.arm)
         model.setSelectedFloorText(*arguments.arm);
     bool done = false;

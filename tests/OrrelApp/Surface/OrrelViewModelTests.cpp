@@ -134,7 +134,8 @@ TEST_F(ViewModelEscalations, TheBoardAndTheCardOfAnEscalation)
     EXPECT_EQ(board.needsYou[0].item.ref.paneID, u"w1:o"_s);
     EXPECT_EQ(board.needsYou[0].summary,
               u"Escalated from worker \u201cmigrations\u201d: Which database?"_s);
-    EXPECT_TRUE(board.needsYou[0].meta->startsWith(u"orchestrator · "_s));
+    // The journal gives no creation time: no age is made up for it.
+    EXPECT_EQ(board.needsYou[0].meta, u"orchestrator"_s);
     ASSERT_EQ(board.stale.size(), 1u);
     EXPECT_EQ(board.stale[0].id, u"local:default:q2"_s);
     EXPECT_TRUE(

@@ -1,0 +1,29 @@
+#pragma once
+
+#include "OrrelApp/Automation/AutomationTarget.h"
+
+#include <functional>
+
+class OrrelSurfaceModel;
+class OrrelViewModel;
+class OrrelWindowController;
+
+// The running application as the automation channel drives it: every command takes the surface
+// model's road, the one a click takes, so a script meets the same refusals a person does.
+class SurfaceAutomationTarget : public AutomationTarget {
+public:
+    // `quit` is called on a later turn of the event loop, after the reply went out.
+    SurfaceAutomationTarget(OrrelViewModel& model, OrrelSurfaceModel& surface,
+                            OrrelWindowController& window, std::function<void()> quit);
+
+    QJsonObject state() override;
+    QCoro::Task<std::expected<QJsonObject, QString>> perform(AutomationCommand command) override;
+
+private:
+    std::expected<QJsonObject, QString> screenshot(const QString& path);
+
+    OrrelViewModel& m_model;
+    OrrelSurfaceModel& m_surface;
+    OrrelWindowController& m_window;
+    std::function<void()> m_quit;
+};
