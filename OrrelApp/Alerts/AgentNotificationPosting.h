@@ -1,6 +1,7 @@
 #pragma once
 
 #include "HerdrClient/State/AgentRef.h"
+#include "OrrelApp/Alerts/AgentNotificationRequest.h"
 
 #include <QString>
 
@@ -8,10 +9,9 @@
 
 struct InteractionAttentionDisplayModel;
 
-enum class AgentNotificationKind { blocked, done };
-
 // What the surface asks of desktop notifications: post one for an agent that newly needs the
-// person, and take back those of a session's agents that no longer do.
+// person, and take back those of a session's agents that no longer do. AgentNotificationController
+// is the one that speaks to the desktop.
 class AgentNotificationPosting {
 public:
     virtual ~AgentNotificationPosting() = default;
@@ -21,7 +21,8 @@ public:
                                   const std::vector<AgentRef>& blocked) = 0;
 };
 
-// Until the desktop's notification service is spoken to, alerts are the pill and the chime.
+// Without a notification controller (no desktop session, or a test), alerts are the pill and the
+// chime.
 class NoAgentNotifications final : public AgentNotificationPosting {
 public:
     void post(const InteractionAttentionDisplayModel&, AgentNotificationKind) override {}

@@ -30,9 +30,14 @@ const ArgumentRule indexArgument{"index"_L1, Type::nonNegativeInteger, nullptr,
                                  &AutomationCommand::index};
 const ArgumentRule textArgument{"text"_L1, Type::text, &AutomationCommand::text};
 const ArgumentRule pathArgument{"path"_L1, Type::absolutePath, &AutomationCommand::path};
+const ArgumentRule actionArgument{"action"_L1, Type::notificationAction,
+                                  &AutomationCommand::action};
 
 const ArgumentRule* const allArguments[] = {&sessionArgument, &paneArgument, &indexArgument,
-                                            &textArgument, &pathArgument};
+                                            &textArgument,    &pathArgument, &actionArgument};
+
+// What a person can do with a notification on the desktop.
+const QLatin1StringView notificationActions[] = {"open"_L1, "jump"_L1, "dismiss"_L1};
 
 struct CommandRule {
     QLatin1StringView name;
@@ -60,6 +65,7 @@ const std::vector<CommandRule>& commandRules()
         {"sendTask"_L1, Kind::sendTask, {&textArgument}, true},
         {"interrupt"_L1, Kind::interrupt, {&sessionArgument, &paneArgument}, true},
         {"jump"_L1, Kind::jump, {&sessionArgument, &paneArgument}},
+        {"notification"_L1, Kind::notification, {&actionArgument, &sessionArgument, &paneArgument}},
         {"screenshot"_L1, Kind::screenshot, {&pathArgument}},
         {"quit"_L1, Kind::quit, {}},
     };
@@ -80,6 +86,7 @@ QString typeDescription(Type type)
     case Type::text: return u"a string"_s;
     case Type::nonEmptyText: return u"a non-empty string"_s;
     case Type::absolutePath: return u"an absolute path"_s;
+    case Type::notificationAction: return u"one of open, jump, dismiss"_s;
     }
     return {};
 }
@@ -110,6 +117,9 @@ bool fill(AutomationCommand& command, const ArgumentRule& rule, const QJsonValue
     if (rule.type == Type::nonEmptyText && text.isEmpty())
         return false;
     if (rule.type == Type::absolutePath && !text.startsWith(u'/'))
+        return false;
+    if (rule.type == Type::notificationAction
+        && std::ranges::find(notificationActions, text) == std::end(notificationActions))
         return false;
     command.*rule.textField = text;
     return true;

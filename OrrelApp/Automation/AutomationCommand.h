@@ -27,6 +27,7 @@ struct AutomationCommand {
         sendTask,
         interrupt,
         jump,
+        notification,
         screenshot,
         quit,
     };
@@ -37,14 +38,16 @@ struct AutomationCommand {
         text,
         nonEmptyText,
         absolutePath,
+        notificationAction, // open, jump or dismiss
     };
 
     Kind kind = Kind::state;
-    QString session;  // select, interrupt, jump
-    QString pane;     // select, interrupt, jump
+    QString session;  // select, interrupt, jump, notification
+    QString pane;     // select, interrupt, jump, notification
     qint64 index = 0; // answer: the choice, from 0
     QString text;     // armFloor, reply, typeText, sendTask
     QString path;     // screenshot: where the PNG goes
+    QString action;   // notification: what the person did with it
 
     // The command's name on the wire ("showOverview").
     QString name() const;

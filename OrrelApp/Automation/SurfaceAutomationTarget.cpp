@@ -1,5 +1,6 @@
 #include "OrrelApp/Automation/SurfaceAutomationTarget.h"
 
+#include "OrrelApp/Automation/NotificationAutomation.h"
 #include "OrrelApp/Surface/OrrelSurfaceModel.h"
 #include "OrrelApp/Surface/OrrelViewModel.h"
 #include "OrrelApp/Surface/OrrelWindowController.h"
@@ -46,6 +47,8 @@ QJsonObject SurfaceAutomationTarget::state()
     for (const QString& key : {u"agentCount"_s, u"sessions"_s, u"discoveryError"_s, u"board"_s})
         state.insert(key, QJsonValue::fromVariant(overview.value(key)));
     state.insert(u"overview"_s, QJsonObject::fromVariantMap(overview));
+    state.insert(u"notifications"_s,
+                 m_notifications ? NotificationAutomation::state(*m_notifications) : QJsonArray());
     return state;
 }
 
@@ -77,6 +80,11 @@ QCoro::Task<std::expected<QJsonObject, QString>> SurfaceAutomationTarget::perfor
     case Kind::sendTask: outcome = co_await m_surface.sendTask(command.text); break;
     case Kind::interrupt: outcome = co_await m_surface.interrupt(ref); break;
     case Kind::jump: outcome = co_await m_surface.jump(ref); break;
+    case Kind::notification:
+        if (!m_notifications)
+            co_return std::unexpected(
+                u"Desktop notifications are not running. Nothing was done."_s);
+        co_return co_await NotificationAutomation::perform(*m_notifications, command);
     case Kind::screenshot: co_return screenshot(command.path);
     case Kind::quit:
         // The reply goes out first; the stop order runs on the next turn of the event loop.

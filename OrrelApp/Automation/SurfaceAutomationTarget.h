@@ -4,6 +4,7 @@
 
 #include <functional>
 
+class AgentNotificationController;
 class OrrelSurfaceModel;
 class OrrelViewModel;
 class OrrelWindowController;
@@ -16,6 +17,13 @@ public:
     SurfaceAutomationTarget(OrrelViewModel& model, OrrelSurfaceModel& surface,
                             OrrelWindowController& window, std::function<void()> quit);
 
+    // The desktop notifications that `state` lists and `notification` answers; absent when the
+    // application runs without them. The controller outlives the target, or is cleared first.
+    void setNotifications(AgentNotificationController* notifications)
+    {
+        m_notifications = notifications;
+    }
+
     QJsonObject state() override;
     QCoro::Task<std::expected<QJsonObject, QString>> perform(AutomationCommand command) override;
 
@@ -26,4 +34,5 @@ private:
     OrrelSurfaceModel& m_surface;
     OrrelWindowController& m_window;
     std::function<void()> m_quit;
+    AgentNotificationController* m_notifications = nullptr;
 };

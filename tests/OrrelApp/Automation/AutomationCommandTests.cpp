@@ -29,6 +29,10 @@ TEST(AutomationCommand, ReadsEachCommandWithItsTypedArguments)
     AutomationCommand typeText = command(Kind::typeText);
     AutomationCommand screenshot = command(Kind::screenshot);
     screenshot.path = u"/tmp/panel.png"_s;
+    AutomationCommand notification = command(Kind::notification);
+    notification.action = u"dismiss"_s;
+    notification.session = u"local:default"_s;
+    notification.pane = u"w1:p1"_s;
 
     const std::pair<const char*, AutomationCommand> cases[] = {
         {R"({"cmd":"state"})", command(Kind::state)},
@@ -40,6 +44,8 @@ TEST(AutomationCommand, ReadsEachCommandWithItsTypedArguments)
         // Text may be empty; whether that means anything is the surface's call.
         {R"({"cmd":"typeText","text":""})", typeText},
         {R"({"cmd":"screenshot","path":"/tmp/panel.png"})", screenshot},
+        {R"({"cmd":"notification","action":"dismiss","session":"local:default","pane":"w1:p1"})",
+         notification},
         // Keys no command knows, and arguments another command takes, are ignored.
         {R"({"cmd":"quit","force":true,"text":"bye","index":"x"})", command(Kind::quit)},
     };
@@ -53,12 +59,10 @@ TEST(AutomationCommand, ReadsEachCommandWithItsTypedArguments)
 TEST(AutomationCommand, EveryKnownNameReadsBackAsItself)
 {
     const QStringList names = AutomationCommand::knownNames();
-    ASSERT_EQ(names.size(), 17);
-    const QJsonObject arguments{{u"session"_s, u"s"_s},
-                                {u"pane"_s, u"p"_s},
-                                {u"index"_s, 0},
-                                {u"text"_s, u"t"_s},
-                                {u"path"_s, u"/p.png"_s}};
+    ASSERT_EQ(names.size(), 18);
+    const QJsonObject arguments{{u"action"_s, u"jump"_s}, {u"session"_s, u"s"_s},
+                                {u"pane"_s, u"p"_s},      {u"index"_s, 0},
+                                {u"text"_s, u"t"_s},      {u"path"_s, u"/p.png"_s}};
     for (const QString& name : names) {
         QJsonObject request = arguments;
         request.insert(u"cmd"_s, name);
@@ -89,6 +93,8 @@ TEST(AutomationCommand, RefusesBadRequestsWithASentence)
         {R"({"cmd":"interrupt","session":"s","pane":["p"]})", u"\"pane\" of interrupt must be"_s},
         {R"({"cmd":"screenshot","path":"shot.png"})", u"must be an absolute path."_s},
         {R"({"cmd":"screenshot"})", u"screenshot needs \"path\", an absolute path."_s},
+        {R"({"cmd":"notification","action":"snooze","session":"s","pane":"p"})",
+         u"The \"action\" of notification must be one of open, jump, dismiss."_s},
     };
     for (const auto& [line, sentence] : cases) {
         const auto parsed = AutomationCommand::parse(QByteArray(line));

@@ -112,7 +112,7 @@ protected:
                          [this](const QString& sessionID) { ++observed[sessionID]; });
         QObject::connect(model.get(), &OrrelViewModel::alerted, model.get(),
                          [this](const AgentRef& ref) { alerts.push_back(ref.id()); });
-        model->start({.notifications = &notifications});
+        model->start({.notifications = notificationSink ? notificationSink : &notifications});
 
         std::vector<ResolvedSession> sessions{
             {SessionDescriptor::localDefault(a.server.socketPath()),
@@ -185,6 +185,8 @@ protected:
     FakeSession a;
     FakeSession b;
     RecordingNotifications notifications;
+    // Where the model posts instead, when a test sets it before `startModel`.
+    AgentNotificationPosting* notificationSink = nullptr;
     std::unique_ptr<OrrelViewModel> model;
     std::map<QString, int> observed;
     std::vector<QString> alerts;
