@@ -4,6 +4,8 @@
 #include "HerdrClient/Sessions/SessionDirectory.h"
 #include "HerdrClient/Support/Environment.h"
 #include "HerdrClient/Wire/HerdrClient.h"
+#include "OrrelApp/Alerts/AgentNotificationController.h"
+#include "OrrelApp/Alerts/AgentNotificationRouting.h"
 #include "OrrelApp/Alerts/SoundEngine.h"
 #include "OrrelApp/Automation/AutomationChannel.h"
 #include "OrrelApp/Automation/SurfaceAutomationTarget.h"
@@ -11,6 +13,7 @@
 #include "OrrelApp/Platform/DesktopReduceMotion.h"
 #include "OrrelApp/Platform/IniSettingsStore.h"
 #include "OrrelApp/Platform/SoundEffectAlertSound.h"
+#include "OrrelApp/Platform/SystemAgentNotificationScheduler.h"
 #include "OrrelApp/Platform/X11DesktopWindows.h"
 #include "OrrelApp/Sessions/SessionDiscoveryLoop.h"
 #include "OrrelApp/Sessions/SessionRegistry.h"
@@ -112,7 +115,16 @@ bool AppDelegate::applicationDidFinishLaunching()
 
     // 8. The screen saver's host mode starts here; this build has none (main refuses it).
 
-    // 9. Here the desktop notifications will be built and started.
+    // 9. Desktop notifications; their answers go where a click on the surface goes.
+    m_notificationScheduler =
+        std::make_unique<SystemAgentNotificationScheduler>(QDBusConnection::sessionBus());
+    m_agentNotifications =
+        std::make_unique<AgentNotificationController>(*m_settings, *m_notificationScheduler);
+    m_agentNotifications->setActionHandler(
+        [model = m_viewModel.get()](AgentNotificationResponse response) {
+            return routeNotificationResponse(*model, std::move(response));
+        });
+    m_agentNotifications->start();
 
     // 10. The panel.
     m_desktop = std::make_unique<X11DesktopWindows>();
@@ -144,6 +156,7 @@ bool AppDelegate::applicationDidFinishLaunching()
     // 11. Sessions begin here. Later: the snapshot publisher and the saver's hot key start.
     m_viewModel->start({.settings = m_settings.get(),
                         .soundEngine = m_soundEngine.get(),
+                        .notifications = m_agentNotifications.get(),
                         .terminal = m_terminal.get()});
 
     // 12. Here the agent hot keys will be built, with their observer.
@@ -169,6 +182,7 @@ bool AppDelegate::startAutomation(const Environment& environment)
 {
     m_automationTarget = std::make_unique<SurfaceAutomationTarget>(
         *m_viewModel, *m_surfaceModel, *m_orrelController, [this] { quit(); });
+    m_automationTarget->setNotifications(m_agentNotifications.get());
     auto channel = AutomationChannel::fromEnvironment(environment, *m_automationTarget);
     if (!channel) {
         qWarning().noquote() << "Orrel Sentry: the automation channel is off:" << channel.error();
@@ -203,7 +217,12 @@ void AppDelegate::applicationWillTerminate()
     // No script may act on the surface while it is taken down.
     if (m_automation)
         m_automation->stop();
-    // 1-4. Here the hot keys, the update loop, the publisher and the notifications stop.
+    // 1-3. Here the hot keys, the update loop and the publisher stop.
+    // 4.
+    if (m_automationTarget)
+        m_automationTarget->setNotifications(nullptr);
+    if (m_agentNotifications)
+        m_agentNotifications->stop();
     // 5.
     if (m_viewModel)
         m_viewModel->stop();

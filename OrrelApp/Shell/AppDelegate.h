@@ -10,6 +10,7 @@
 
 #include <memory>
 
+class AgentNotificationController;
 class AutomationChannel;
 class DesktopDoNotDisturb;
 class DesktopReduceMotion;
@@ -20,6 +21,7 @@ class OrrelViewModel;
 class OrrelWindowController;
 class Settings;
 class SoundEngine;
+class SystemAgentNotificationScheduler;
 class SurfaceAutomationTarget;
 class TerminalActivator;
 class X11DesktopWindows;
@@ -60,6 +62,9 @@ private:
     std::unique_ptr<Settings> m_settings;
     std::unique_ptr<X11DesktopWindows> m_desktop;
     std::unique_ptr<TerminalActivator> m_terminal;
+    // The view model posts to the notifications: they outlive it.
+    std::unique_ptr<SystemAgentNotificationScheduler> m_notificationScheduler;
+    std::unique_ptr<AgentNotificationController> m_agentNotifications;
     std::unique_ptr<OrrelViewModel> m_viewModel;
     std::unique_ptr<DesktopDoNotDisturb> m_doNotDisturb;
     std::unique_ptr<SoundEngine> m_soundEngine;
