@@ -46,6 +46,7 @@ QJsonObject SurfaceAutomationTarget::state()
     for (const QString& key : {u"agentCount"_s, u"sessions"_s, u"discoveryError"_s, u"board"_s})
         state.insert(key, QJsonValue::fromVariant(overview.value(key)));
     state.insert(u"overview"_s, QJsonObject::fromVariantMap(overview));
+    state.insert(u"hotkeys"_s, hotKeys ? QJsonValue(hotKeys()) : QJsonValue());
     return state;
 }
 
