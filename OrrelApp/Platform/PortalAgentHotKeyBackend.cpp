@@ -166,7 +166,11 @@ bool PortalAgentHotKeyBackend::request(const QString& method, QVariantList argum
 void PortalAgentHotKeyBackend::sessionCreated(uint response, const QVariantMap& results)
 {
     m_creating = false;
-    m_session = response == 0 ? results.value(u"session_handle"_s).toString() : QString();
+    // Older portals give the handle as a string, newer ones as an object path.
+    const QVariant handle = results.value(u"session_handle"_s);
+    m_session = response != 0                          ? QString()
+                : handle.canConvert<QDBusObjectPath>() ? handle.value<QDBusObjectPath>().path()
+                                                       : handle.toString();
     if (m_session.isEmpty()) {
         std::vector<Failure> failures;
         for (const AgentHotKeyChord& chord : m_wanted)
