@@ -30,7 +30,7 @@ public:
     std::vector<Failure> registerChords(const std::vector<AgentHotKeyChord>& chords) override;
     void unregisterAll() override;
 
-    // The trigger as the shortcuts specification writes it, "CTRL+ALT+y"; empty for a keysym
+    // The trigger in the portal's own notation, "CTRL+ALT+y"; empty for a keysym
     // without a name here, which leaves the choice to the desktop.
     static QString preferredTrigger(const AgentHotKeyChord& chord);
 

@@ -230,6 +230,19 @@ protected:
         return tool.waitForFinished(10000) && tool.exitCode() == 0;
     }
 
+    // Once the session has been read, the agents that need the person can be selected.
+    bool launchUntilBothAsksWait()
+    {
+        return launch()
+               && waitForState([](const QJsonObject& s) {
+                      return s.value(u"needsYou"_s).toArray().size() == 2;
+                  })
+                          .value(u"needsYou"_s)
+                          .toArray()
+                          .size()
+                      == 2;
+    }
+
     bool selectPane(const QString& pane)
     {
         return command(u"select"_s, {{u"session"_s, u"local:default"_s}, {u"pane"_s, pane}})
@@ -337,7 +350,7 @@ TEST_F(ResidentApplication, FromThePillToAnAnswerAndBack)
 
 TEST_F(ResidentApplication, AgentHotKeysAnswerTheWaitingCardAndLetGoWhenItGoes)
 {
-    ASSERT_TRUE(launch());
+    ASSERT_TRUE(launchUntilBothAsksWait());
     OtherXClient other;
 
     // The hard floor holds for a key as for a click: nothing reaches the pane.
@@ -398,7 +411,7 @@ TEST_F(ResidentApplication, AChordAnotherProgramHoldsIsAConflict)
 {
     OtherXClient other;
     ASSERT_EQ(other.grab('n', true), 0);
-    ASSERT_TRUE(launch());
+    ASSERT_TRUE(launchUntilBothAsksWait());
     ASSERT_TRUE(selectPane(u"w1:p1"_s));
     const QJsonObject seen = waitForState(
         [](const QJsonObject& s) { return hotKeys(s).value(u"state"_s) == u"conflict"_s; });
