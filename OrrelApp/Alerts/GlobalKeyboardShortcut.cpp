@@ -4,6 +4,20 @@
 
 using namespace Qt::StringLiterals;
 
+QString GlobalKeyboardShortcut::symbols(std::uint32_t flags)
+{
+    QString text;
+    if (flags & superMask)
+        text += u"Super+"_s;
+    if (flags & controlMask)
+        text += u"Ctrl+"_s;
+    if (flags & altMask)
+        text += u"Alt+"_s;
+    if (flags & shiftMask)
+        text += u"Shift+"_s;
+    return text;
+}
+
 JSONValue GlobalKeyboardShortcut::asJSONValue() const
 {
     return RecordWriter()

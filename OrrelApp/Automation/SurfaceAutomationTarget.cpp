@@ -49,6 +49,7 @@ QJsonObject SurfaceAutomationTarget::state()
     state.insert(u"overview"_s, QJsonObject::fromVariantMap(overview));
     state.insert(u"notifications"_s,
                  m_notifications ? NotificationAutomation::state(*m_notifications) : QJsonArray());
+    state.insert(u"hotkeys"_s, hotKeys ? QJsonValue(hotKeys()) : QJsonValue());
     return state;
 }
 

@@ -27,6 +27,9 @@ public:
     QJsonObject state() override;
     QCoro::Task<std::expected<QJsonObject, QString>> perform(AutomationCommand command) override;
 
+    // The agent hot keys under "hotkeys" in `state`; null while absent.
+    std::function<QJsonObject()> hotKeys;
+
 private:
     std::expected<QJsonObject, QString> screenshot(const QString& path);
 

@@ -4,11 +4,14 @@
 #include "HerdrClient/Sessions/SessionDirectory.h"
 #include "HerdrClient/Support/Environment.h"
 #include "HerdrClient/Wire/HerdrClient.h"
+#include "OrrelApp/Alerts/AgentHotKeys.h"
 #include "OrrelApp/Alerts/AgentNotificationController.h"
 #include "OrrelApp/Alerts/AgentNotificationRouting.h"
 #include "OrrelApp/Alerts/SoundEngine.h"
 #include "OrrelApp/Automation/AutomationChannel.h"
+#include "OrrelApp/Automation/HotKeysAutomationState.h"
 #include "OrrelApp/Automation/SurfaceAutomationTarget.h"
+#include "OrrelApp/Platform/AgentHotKeyBackends.h"
 #include "OrrelApp/Platform/DesktopDoNotDisturb.h"
 #include "OrrelApp/Platform/DesktopReduceMotion.h"
 #include "OrrelApp/Platform/IniSettingsStore.h"
@@ -159,7 +162,20 @@ bool AppDelegate::applicationDidFinishLaunching()
                         .notifications = m_agentNotifications.get(),
                         .terminal = m_terminal.get()});
 
-    // 12. Here the agent hot keys will be built, with their observer.
+    // 12. The agent hot keys, held while the selected agent's card waits.
+    m_hotKeyBackend = makeAgentHotKeyBackend(QDBusConnection::sessionBus());
+    m_agentHotKeys = std::make_unique<AgentHotKeys>(
+        *m_settings, *m_hotKeyBackend,
+        [model = m_viewModel.get()] {
+            const auto& selected = model->selected();
+            const auto waiting = model->needsYouRefs();
+            return selected && std::ranges::find(waiting, *selected) != waiting.end();
+        },
+        [model = m_viewModel.get()](AgentHotKey::Action action) {
+            // The answer runs on by itself; its outcome shows in the card like a click's.
+            auto task = model->performHotKey(action);
+        });
+    observeHotKeyNeed();
 
     // 13.
     observeIgnoredSessions();
@@ -183,6 +199,9 @@ bool AppDelegate::startAutomation(const Environment& environment)
     m_automationTarget = std::make_unique<SurfaceAutomationTarget>(
         *m_viewModel, *m_surfaceModel, *m_orrelController, [this] { quit(); });
     m_automationTarget->setNotifications(m_agentNotifications.get());
+    m_automationTarget->hotKeys = [this] {
+        return hotKeysAutomationState(*m_agentHotKeys, *m_settings);
+    };
     auto channel = AutomationChannel::fromEnvironment(environment, *m_automationTarget);
     if (!channel) {
         qWarning().noquote() << "Orrel Sentry: the automation channel is off:" << channel.error();
@@ -190,6 +209,26 @@ bool AppDelegate::startAutomation(const Environment& environment)
     }
     m_automation = std::move(*channel);
     return true;
+}
+
+void AppDelegate::observeHotKeyNeed()
+{
+    AgentHotKeys* hotKeys = m_agentHotKeys.get();
+    OrrelViewModel* model = m_viewModel.get();
+    const auto apply = [hotKeys, model] {
+        hotKeys->refresh();
+        model->setHotkeyConflict(hotKeys->state().kind == AgentHotKeyState::Kind::conflict);
+    };
+    apply();
+    // The selection and who needs the person move with the view model's changes.
+    connect(model, &OrrelViewModel::changed, hotKeys, apply);
+    connect(hotKeys, &AgentHotKeys::stateChanged, model, [hotKeys, model] {
+        model->setHotkeyConflict(hotKeys->state().kind == AgentHotKeyState::Kind::conflict);
+    });
+    for (const auto changed :
+         {&Settings::agentGlobalHotkeysEnabledChanged, &Settings::hotkeyModifierChanged,
+          &Settings::shortcutOverridesChanged})
+        connect(m_settings.get(), changed, hotKeys, apply);
 }
 
 void AppDelegate::observeIgnoredSessions()
@@ -217,7 +256,10 @@ void AppDelegate::applicationWillTerminate()
     // No script may act on the surface while it is taken down.
     if (m_automation)
         m_automation->stop();
-    // 1-3. Here the hot keys, the update loop and the publisher stop.
+    // 1.
+    if (m_agentHotKeys)
+        m_agentHotKeys->stop();
+    // 2-3. Here the update loop and the publisher stop.
     // 4.
     if (m_automationTarget)
         m_automationTarget->setNotifications(nullptr);

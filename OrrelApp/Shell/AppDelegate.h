@@ -10,6 +10,8 @@
 
 #include <memory>
 
+class AgentHotKeyRegistering;
+class AgentHotKeys;
 class AgentNotificationController;
 class AutomationChannel;
 class DesktopDoNotDisturb;
@@ -50,6 +52,7 @@ public:
 private:
     void applicationWillTerminate();
     QCoro::Task<> quitAfterStop();
+    void observeHotKeyNeed();
     void observeIgnoredSessions();
     bool startAutomation(const Environment& environment);
 
@@ -74,5 +77,7 @@ private:
     std::unique_ptr<OrrelWindowController> m_orrelController;
     std::unique_ptr<SurfaceAutomationTarget> m_automationTarget;
     std::unique_ptr<AutomationChannel> m_automation;
+    std::unique_ptr<AgentHotKeyRegistering> m_hotKeyBackend;
+    std::unique_ptr<AgentHotKeys> m_agentHotKeys;
     std::unique_ptr<MenuBarController> m_menuBar;
 };

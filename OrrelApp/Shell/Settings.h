@@ -4,6 +4,7 @@
 #include "HerdrClient/Sessions/RemoteHostConfiguration.h"
 #include "HerdrClient/Sessions/ResolvedSession.h"
 #include "HerdrClient/Support/Environment.h"
+#include "OrrelApp/Alerts/AgentHotKey.h"
 #include "OrrelApp/Alerts/GlobalKeyboardShortcut.h"
 #include "OrrelApp/Alerts/ShortcutOverrideRecord.h"
 #include "OrrelApp/Shell/CompactIndicatorMode.h"
@@ -140,6 +141,20 @@ public:
     TerminalActivator::Selection terminalSelection() const;
     std::vector<TerminalProfile> terminalProfiles() const;
     TerminalProfile customTerminalProfile() const;
+
+    // --- Shortcuts: the catalogue's defaults with the user's overrides.
+    std::map<AppShortcutID, ResolvedShortcut> resolvedShortcuts() const;
+    ResolvedShortcut binding(AppShortcutID id) const;
+    // The agent chords to hold while a card waits, in catalogue order; disabled and duplicate
+    // ones left out.
+    std::vector<AgentHotKeyChord> agentHotKeyChords() const;
+    // The screen saver's chord lives in `screenSaverShortcut`, where its registrar reads it;
+    // every other case in `shortcutOverrides`.
+    void assign(AppShortcutID id, const GlobalKeyboardShortcut& shortcut);
+    void disable(AppShortcutID id);
+    void resetShortcut(AppShortcutID id);
+    // "Ctrl+Alt+Y", or empty when the case has no key.
+    QString shortcutLabel(AppShortcutID id) const;
 
 Q_SIGNALS:
     void socketPathOverrideChanged();

@@ -9,6 +9,7 @@
 #include "HerdrClient/State/AgentRef.h"
 #include "HerdrClient/State/RollupStatus.h"
 #include "HerdrClient/Support/Clock.h"
+#include "OrrelApp/Alerts/AgentHotKey.h"
 #include "OrrelApp/Alerts/AgentNotificationPosting.h"
 #include "OrrelApp/Sessions/SessionRuntimeHost.h"
 #include "OrrelApp/Surface/AttentionBoard.h"
@@ -139,6 +140,9 @@ public:
     QCoro::Task<bool> sendManualTextSelected(QString text);
     QCoro::Task<bool> sendRawKeysSelected(std::vector<QString> keys);
     QCoro::Task<bool> cycleSelectedAgentMode();
+    // A global key pressed while the selected agent's card waits: the same road as the card's
+    // button for that action, with the same refusals.
+    QCoro::Task<bool> performHotKey(AgentHotKey::Action action);
     // A new task for an idle or finished agent.
     bool canSendIdlePrompt() const;
     void setSelectedIdlePromptDraft(QString text);

@@ -141,6 +141,30 @@ QCoro::Task<bool> OrrelViewModel::cycleSelectedAgentMode()
     return runManualAction([runtime, paneID] { return modeOf(runtime, paneID); });
 }
 
+QCoro::Task<bool> OrrelViewModel::performHotKey(AgentHotKey::Action action)
+{
+    using Kind = AgentHotKey::Action::Kind;
+    switch (action.kind) {
+    case Kind::pick: return answerSelected(action.pick - 1);
+    case Kind::sendRecommended:
+        if (m_selected && !selectedRecommendedOrder().recommended) {
+            m_refusalNotices[*m_selected] =
+                u"This prompt has no recommended choice. Nothing was sent."_s;
+            notifyChanged();
+            break;
+        }
+        return answerRecommendedSelected();
+    case Kind::previousStep: return navigateStep(-1);
+    case Kind::nextStep: return navigateStep(1);
+    // The terminal's own cursor moves; where the floor holds, even that waits for it.
+    case Kind::arrowUp: return sendRawKeysSelected({u"up"_s});
+    case Kind::arrowDown: return sendRawKeysSelected({u"down"_s});
+    case Kind::approve: return approveSelected();
+    case Kind::deny: return denySelected();
+    }
+    return []() -> QCoro::Task<bool> { co_return false; }();
+}
+
 bool OrrelViewModel::canSendIdlePrompt() const
 {
     if (!m_selected || !isRoot(*m_selected))

@@ -26,6 +26,7 @@ struct PlatformWording {
 constexpr PlatformWording platformWordings[] = {
     {u"macOS could not", u"The desktop could not"},
     {u"System Settings", u"Settings"},
+    {u"Command or Control, such as ⌃⌥S.", u"Super or Control, such as Ctrl+Alt+S."},
 };
 
 const QString coral = u"#FF6F61"_s;

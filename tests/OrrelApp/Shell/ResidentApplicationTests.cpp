@@ -18,9 +18,13 @@
 #include <QProcess>
 #include <QTemporaryDir>
 
+#include <xcb/xcb.h>
+#include <xcb/xcb_keysyms.h>
+
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstdlib>
 
 using namespace Qt::StringLiterals;
 
@@ -30,6 +34,46 @@ const QString orrelSentry = QStringLiteral(ORREL_SENTRY_PATH);
 const QString scenarioPath = QStringLiteral(ORREL_SCENARIO_DIRECTORY) + u"/app.json"_s;
 const QString screenshotDirectory = QStringLiteral(ORREL_SCREENSHOT_DIRECTORY);
 constexpr int replyDeadline = 20000;
+
+// Another program on the same display, which may keep a chord for itself.
+class OtherXClient {
+public:
+    static constexpr std::uint16_t ctrlAlt = XCB_MOD_MASK_CONTROL | XCB_MOD_MASK_1;
+
+    OtherXClient() : m_connection(xcb_connect(nullptr, nullptr))
+    {
+        m_root = xcb_setup_roots_iterator(xcb_get_setup(m_connection)).data->root;
+        m_symbols = xcb_key_symbols_alloc(m_connection);
+    }
+    ~OtherXClient()
+    {
+        xcb_key_symbols_free(m_symbols);
+        xcb_disconnect(m_connection);
+    }
+
+    // The X error of grabbing Ctrl+Alt and the key, 0 when granted; kept when `keep` says so.
+    int grab(xcb_keysym_t keysym, bool keep = false)
+    {
+        xcb_keycode_t* codes = xcb_key_symbols_get_keycode(m_symbols, keysym);
+        const xcb_keycode_t code = codes ? codes[0] : 0;
+        std::free(codes);
+        xcb_generic_error_t* error = xcb_request_check(
+            m_connection, xcb_grab_key_checked(m_connection, 0, m_root, ctrlAlt, code,
+                                               XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC));
+        const int status = error ? error->error_code : 0;
+        std::free(error);
+        if (!status && !keep) {
+            xcb_ungrab_key(m_connection, code, m_root, ctrlAlt);
+            xcb_flush(m_connection);
+        }
+        return status;
+    }
+
+private:
+    xcb_connection_t* m_connection;
+    xcb_window_t m_root = 0;
+    xcb_key_symbols_t* m_symbols = nullptr;
+};
 
 class ResidentApplication : public ::testing::Test {
 protected:
@@ -200,6 +244,36 @@ protected:
         return {};
     }
 
+    static QJsonObject hotKeys(const QJsonObject& state)
+    {
+        return state.value(u"hotkeys"_s).toObject();
+    }
+
+    // Keys pressed as a person presses them, through the X server.
+    static bool press(const QString& chord)
+    {
+        QProcess tool;
+        tool.start(u"xdotool"_s, {u"key"_s, chord});
+        return tool.waitForFinished(10000) && tool.exitCode() == 0;
+    }
+
+    // Once the session has been read, the agents that need the person can be selected.
+    // Both asks and the worker's escalated question wait.
+    bool launchUntilEveryAskWaits()
+    {
+        const auto waiting = [](const QJsonObject& s) {
+            return s.value(u"needsYou"_s).toArray().size() == 3;
+        };
+        return launch() && waiting(waitForState(waiting));
+    }
+
+    bool selectPane(const QString& pane)
+    {
+        return command(u"select"_s, {{u"session"_s, u"local:default"_s}, {u"pane"_s, pane}})
+            .value(u"ok"_s)
+            .toBool();
+    }
+
     qsizetype sentKeys() const
     {
         return std::ranges::count_if(server->requests(), [](const FakeRequest& request) {
@@ -355,4 +429,83 @@ TEST_F(ResidentApplication, OneInstanceAQuietPillAMovingDisplayAndACleanEnd)
     EXPECT_EQ(app.exitStatus(), QProcess::NormalExit);
     EXPECT_EQ(app.exitCode(), 0);
     EXPECT_FALSE(QFile::exists(automationPath()));
+}
+
+TEST_F(ResidentApplication, AgentHotKeysAnswerTheWaitingCardAndLetGoWhenItGoes)
+{
+    ASSERT_TRUE(launchUntilEveryAskWaits());
+    OtherXClient other;
+
+    // The hard floor holds for a key as for a click: nothing reaches the pane.
+    ASSERT_TRUE(selectPane(u"w2:p1"_s));
+    QJsonObject seen = waitForState([](const QJsonObject& s) {
+        return hotKeys(s).value(u"state"_s) == u"active"_s
+               && s.value(u"card"_s).toObject().value(u"hardFloor"_s).isObject();
+    });
+    ASSERT_EQ(hotKeys(seen).value(u"state"_s).toString(), u"active"_s)
+        << QJsonDocument(hotKeys(seen)).toJson().toStdString();
+    EXPECT_EQ(hotKeys(seen).value(u"registeredChords"_s).toArray().size(), 16);
+    EXPECT_EQ(other.grab('y'), 10) << "the chord of approve is ours while the card waits";
+    const qsizetype keysBefore = sentKeys();
+    ASSERT_TRUE(press(u"ctrl+alt+y"_s));
+    seen = waitForState([](const QJsonObject& s) {
+        return s.value(u"card"_s).toObject().value(u"refusalNotice"_s).isString();
+    });
+    EXPECT_TRUE(seen.value(u"card"_s)
+                    .toObject()
+                    .value(u"refusalNotice"_s)
+                    .toString()
+                    .endsWith(u"Nothing was sent."_s));
+    EXPECT_EQ(sentKeys(), keysBefore);
+
+    // An approval that waits is approved by its chord.
+    ASSERT_TRUE(selectPane(u"w1:p1"_s));
+    waitForState([](const QJsonObject& s) {
+        return s.value(u"card"_s).toObject().value(u"choices"_s).toArray().size() == 3;
+    });
+    ASSERT_TRUE(press(u"ctrl+alt+y"_s));
+    seen = waitForState([](const QJsonObject& s) {
+        return !s.value(u"card"_s).toObject().value(u"receipt"_s).isNull();
+    });
+    EXPECT_FALSE(seen.value(u"card"_s).toObject().value(u"receipt"_s).isNull());
+    EXPECT_GT(sentKeys(), keysBefore);
+
+    // The agent's pane closes: no card waits, and the keys go back to the desktop.
+    scenario->removePane(u"w1:p1"_s);
+    seen = waitForState(
+        [](const QJsonObject& s) { return hotKeys(s).value(u"state"_s) == u"idle"_s; });
+    EXPECT_EQ(hotKeys(seen).value(u"state"_s).toString(), u"idle"_s);
+    EXPECT_TRUE(hotKeys(seen).value(u"registeredChords"_s).toArray().isEmpty());
+    EXPECT_EQ(other.grab('y'), 0);
+    EXPECT_EQ(other.grab('1'), 0);
+
+    // Another card that waits holds them again; a worker's card waits for no one.
+    ASSERT_TRUE(selectPane(u"w2:p1"_s));
+    seen = waitForState(
+        [](const QJsonObject& s) { return hotKeys(s).value(u"state"_s) == u"active"_s; });
+    EXPECT_EQ(other.grab('y'), 10);
+    ASSERT_TRUE(selectPane(u"w1:p3"_s));
+    seen = waitForState(
+        [](const QJsonObject& s) { return hotKeys(s).value(u"state"_s) == u"idle"_s; });
+    EXPECT_EQ(other.grab('y'), 0);
+}
+
+TEST_F(ResidentApplication, AChordAnotherProgramHoldsIsAConflict)
+{
+    OtherXClient other;
+    ASSERT_EQ(other.grab('n', true), 0);
+    ASSERT_TRUE(launchUntilEveryAskWaits());
+    ASSERT_TRUE(selectPane(u"w1:p1"_s));
+    const QJsonObject seen = waitForState(
+        [](const QJsonObject& s) { return hotKeys(s).value(u"state"_s) == u"conflict"_s; });
+    ASSERT_EQ(hotKeys(seen).value(u"state"_s).toString(), u"conflict"_s);
+    EXPECT_EQ(hotKeys(seen).value(u"message"_s).toString(),
+              u"deny: The desktop could not register this shortcut (error 10). Choose another "
+              "combination."_s);
+    EXPECT_TRUE(hotKeys(seen).value(u"registeredChords"_s).toArray().isEmpty());
+    EXPECT_TRUE(seen.value(u"overview"_s).toObject().value(u"hotkeyNotice"_s).isString());
+    // None of the other chords stayed behind.
+    OtherXClient third;
+    EXPECT_EQ(third.grab('y'), 0);
+    EXPECT_EQ(third.grab(0xff0d), 0);
 }

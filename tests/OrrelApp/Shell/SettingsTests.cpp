@@ -1,7 +1,7 @@
 #include "OrrelApp/Shell/Settings.h"
 
 #include "HerdrClient/Wire/SocketPath.h"
-#include "OrrelApp/Platform/SettingsStoring.h"
+#include "tests/support/MemorySettingsStore.h"
 
 #include <gtest/gtest.h>
 
@@ -12,25 +12,7 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-class MemoryStore : public SettingsStoring {
-public:
-    std::optional<QVariant> value(const QString& key) const override
-    {
-        const auto it = values.find(key);
-        return it == values.end() ? std::nullopt : std::optional(it->second);
-    }
-    void setValue(const QString& key, const QVariant& value) override { values[key] = value; }
-    void remove(const QString& key) override { values.erase(key); }
-    QStringList keys() const override
-    {
-        QStringList names;
-        for (const auto& [key, _] : values)
-            names << key;
-        return names;
-    }
-
-    std::map<QString, QVariant> values;
-};
+using MemoryStore = MemorySettingsStore;
 
 const GlobalKeyboardShortcut shortcutS{39, 0x0c, u"S"_s};
 
