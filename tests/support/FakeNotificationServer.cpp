@@ -105,7 +105,7 @@ uint FakeNotificationServer::Notify(const QString& appName, uint replacesID, con
         answer({});
         return 0;
     }
-    // As the specification of the interface says: a known id is replaced in place.
+    // A known id is replaced in place, as the notification interface defines it.
     const bool replaces = m_notifications.contains(replacesID) && m_notifications[replacesID].open;
     const uint id = replaces ? replacesID : m_nextID++;
     m_notifications[id] = {appName, replacesID, summary, body, actions, hints, true};

@@ -4,6 +4,7 @@
 #include "OrrelApp/Platform/X11AgentHotKeyBackend.h"
 #include "OrrelApp/Shell/Settings.h"
 #include "tests/support/MemorySettingsStore.h"
+#include "tests/support/OtherXClient.h"
 #include "tests/support/TestSupport.h"
 
 #include <QProcess>
@@ -26,44 +27,6 @@ AgentHotKeyChord chord(AppShortcutID id, std::uint32_t keysym, std::uint32_t mod
 {
     return {id, keysym, modifiers, *AgentHotKey::Action::forShortcut(id)};
 }
-
-// Another program on the same display.
-class OtherClient {
-public:
-    OtherClient() : m_connection(xcb_connect(nullptr, nullptr))
-    {
-        m_root = xcb_setup_roots_iterator(xcb_get_setup(m_connection)).data->root;
-        m_symbols = xcb_key_symbols_alloc(m_connection);
-    }
-    ~OtherClient()
-    {
-        xcb_key_symbols_free(m_symbols);
-        xcb_disconnect(m_connection);
-    }
-
-    // The X error of grabbing the chord, 0 when it was granted; a granted grab is let go.
-    int grab(std::uint32_t keysym, std::uint16_t modifiers)
-    {
-        xcb_keycode_t* codes = xcb_key_symbols_get_keycode(m_symbols, keysym);
-        const xcb_keycode_t code = codes ? codes[0] : 0;
-        std::free(codes);
-        xcb_generic_error_t* error = xcb_request_check(
-            m_connection, xcb_grab_key_checked(m_connection, 0, m_root, modifiers, code,
-                                               XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC));
-        const int status = error ? error->error_code : 0;
-        std::free(error);
-        if (!status) {
-            xcb_ungrab_key(m_connection, code, m_root, modifiers);
-            xcb_flush(m_connection);
-        }
-        return status;
-    }
-
-private:
-    xcb_connection_t* m_connection;
-    xcb_window_t m_root = 0;
-    xcb_key_symbols_t* m_symbols = nullptr;
-};
 
 class X11HotKeys : public ::testing::Test {
 protected:
@@ -107,7 +70,7 @@ protected:
     xcb_connection_t* connection = nullptr;
     std::unique_ptr<X11AgentHotKeyBackend> backend;
     std::vector<AgentHotKey> pressed;
-    OtherClient other;
+    OtherXClient other;
 };
 
 TEST_F(X11HotKeys, HeldChordsCoverEveryLockKeyAndGoWhenReleased)

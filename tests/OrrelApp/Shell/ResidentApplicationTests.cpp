@@ -4,6 +4,7 @@
 #include "HerdrClient/Wire/JSONValue.h"
 #include "tests/support/FakeHerdrServer.h"
 #include "tests/support/FakeScenario.h"
+#include "tests/support/OtherXClient.h"
 #include "tests/support/TestSupport.h"
 
 #include <QDateTime>
@@ -34,46 +35,6 @@ const QString orrelSentry = QStringLiteral(ORREL_SENTRY_PATH);
 const QString scenarioPath = QStringLiteral(ORREL_SCENARIO_DIRECTORY) + u"/app.json"_s;
 const QString screenshotDirectory = QStringLiteral(ORREL_SCREENSHOT_DIRECTORY);
 constexpr int replyDeadline = 20000;
-
-// Another program on the same display, which may keep a chord for itself.
-class OtherXClient {
-public:
-    static constexpr std::uint16_t ctrlAlt = XCB_MOD_MASK_CONTROL | XCB_MOD_MASK_1;
-
-    OtherXClient() : m_connection(xcb_connect(nullptr, nullptr))
-    {
-        m_root = xcb_setup_roots_iterator(xcb_get_setup(m_connection)).data->root;
-        m_symbols = xcb_key_symbols_alloc(m_connection);
-    }
-    ~OtherXClient()
-    {
-        xcb_key_symbols_free(m_symbols);
-        xcb_disconnect(m_connection);
-    }
-
-    // The X error of grabbing Ctrl+Alt and the key, 0 when granted; kept when `keep` says so.
-    int grab(xcb_keysym_t keysym, bool keep = false)
-    {
-        xcb_keycode_t* codes = xcb_key_symbols_get_keycode(m_symbols, keysym);
-        const xcb_keycode_t code = codes ? codes[0] : 0;
-        std::free(codes);
-        xcb_generic_error_t* error = xcb_request_check(
-            m_connection, xcb_grab_key_checked(m_connection, 0, m_root, ctrlAlt, code,
-                                               XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC));
-        const int status = error ? error->error_code : 0;
-        std::free(error);
-        if (!status && !keep) {
-            xcb_ungrab_key(m_connection, code, m_root, ctrlAlt);
-            xcb_flush(m_connection);
-        }
-        return status;
-    }
-
-private:
-    xcb_connection_t* m_connection;
-    xcb_window_t m_root = 0;
-    xcb_key_symbols_t* m_symbols = nullptr;
-};
 
 class ResidentApplication : public ::testing::Test {
 protected:
@@ -493,7 +454,7 @@ TEST_F(ResidentApplication, AgentHotKeysAnswerTheWaitingCardAndLetGoWhenItGoes)
 TEST_F(ResidentApplication, AChordAnotherProgramHoldsIsAConflict)
 {
     OtherXClient other;
-    ASSERT_EQ(other.grab('n', true), 0);
+    ASSERT_EQ(other.grab('n', OtherXClient::ctrlAlt, true), 0);
     ASSERT_TRUE(launchUntilEveryAskWaits());
     ASSERT_TRUE(selectPane(u"w1:p1"_s));
     const QJsonObject seen = waitForState(
