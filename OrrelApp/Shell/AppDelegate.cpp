@@ -132,12 +132,13 @@ bool AppDelegate::applicationDidFinishLaunching()
     // 10. The panel.
     m_desktop = std::make_unique<X11DesktopWindows>();
     m_terminal = std::make_unique<TerminalActivator>(m_settings->terminalSelection(), *m_desktop);
+    // The panel's pauses run on timers of its own, which end with it at quit.
     m_orrelController = std::make_unique<OrrelWindowController>(
         *m_viewModel, *m_settings,
         OrrelWindowController::Desktop{
             .panel = m_desktop->isConnected() ? m_desktop.get() : nullptr,
             .windows = m_desktop->isConnected() ? m_desktop.get() : nullptr},
-        Clock::system());
+        Clock{Clock::system().now, {}});
     m_surfaceModel =
         std::make_unique<OrrelSurfaceModel>(*m_viewModel, m_orrelController->surfaceState());
     if (!m_orrelController->load(

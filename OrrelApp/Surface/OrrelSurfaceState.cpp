@@ -18,8 +18,14 @@ QString focusedIdentity(const QString& identity)
 OrrelSurfaceState::OrrelSurfaceState(OrrelGeometry geometry, bool reduceMotion,
                                      CompactIndicatorMode mode, Clock clock, QObject* parent)
     : QObject(parent), m_geometry(geometry), m_reduceMotion(reduceMotion),
-      m_compactIndicatorMode(mode), m_clock(std::move(clock))
+      m_compactIndicatorMode(mode), m_clock(std::move(clock)),
+      m_hoverPause(CancellablePause::OnCancel::resumeNow, m_clock.sleep, this)
 {
+}
+
+OrrelSurfaceState::~OrrelSurfaceState()
+{
+    cancelHoverCollapse();
 }
 
 template <class Change>
@@ -98,13 +104,15 @@ void OrrelSurfaceState::cancelHoverCollapse()
 {
     ++m_hoverGeneration;
     m_hoverCollapsePending = false;
+    // The voided wait ends now, so that no coroutine is left waiting on a timer that may never
+    // fire once the program is quitting.
+    m_hoverPause.cancel();
 }
 
 QCoro::Task<> OrrelSurfaceState::collapseHoverAfterDelay(quint64 generation)
 {
     const auto alive = m_lifetime.guard();
-    const auto sleep = m_clock.sleep; // the state may be gone when the sleep ends
-    co_await sleep(hoverOutDelay);
+    co_await m_hoverPause.sleep(hoverOutDelay);
     if (!alive || generation != m_hoverGeneration)
         co_return;
     m_hoverCollapsePending = false;

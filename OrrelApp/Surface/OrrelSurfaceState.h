@@ -1,5 +1,6 @@
 #pragma once
 
+#include "HerdrClient/Support/CancellablePause.h"
 #include "HerdrClient/Support/Clock.h"
 #include "HerdrClient/Support/Lifetime.h"
 #include "OrrelApp/Shell/CompactIndicatorMode.h"
@@ -33,9 +34,12 @@ public:
     // not make it flicker.
     static constexpr Seconds hoverOutDelay{0.28};
 
-    // Starts compact. `clock` sleeps the hover-out delay.
+    // Starts compact. `clock` sleeps the hover-out delay; without a sleep, timers of the state's
+    // own do, which end with it.
     OrrelSurfaceState(OrrelGeometry geometry, bool reduceMotion, CompactIndicatorMode mode,
                       Clock clock, QObject* parent = nullptr);
+    // A hover-out still waiting ends here rather than outliving the state.
+    ~OrrelSurfaceState() override;
 
     const OrrelPresentation& presentation() const { return m_presentation; }
     void setPresentation(const OrrelPresentation& presentation);
@@ -116,5 +120,6 @@ private:
     Clock m_clock;
     bool m_hoverCollapsePending = false;
     quint64 m_hoverGeneration = 0; // a newer generation voids a hover-out in flight
+    CancellablePause m_hoverPause;
     Lifetime m_lifetime;
 };
