@@ -170,9 +170,7 @@ bool MenuBarController::isTrayAvailable()
 
 QString MenuBarController::buildProvenanceTitle(const BuildProvenance& provenance)
 {
-    if (provenance.gitRevision.isEmpty())
-        return u"Build development"_s;
-    return u"Build "_s + provenance.gitRevision + (provenance.gitDirty ? u"-dirty"_s : QString());
+    return u"Build "_s + provenance.label();
 }
 
 QIcon MenuBarController::statusIcon(RollupStatus status)
