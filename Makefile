@@ -1,7 +1,7 @@
 # The two commands of the README: `make run` and `make test`.
 JOBS ?= $(shell nproc)
 
-.PHONY: run demo test deps build-release build-ci bench clean format format-check tidy
+.PHONY: run demo test deb deps build-release build-ci bench clean format format-check tidy
 
 SOURCES = git ls-files '*.h' '*.cpp'
 # clang-tidy 14 cannot parse libstdc++ 12's <expected>, and neither 14 nor 16 accepts -std=c++23:
@@ -28,6 +28,16 @@ demo: build-release
 
 test: build-ci
 	ctest --preset ci -j $(JOBS)
+
+# The Debian package in build/package/, then lintian's verdict on it. It gives no error and no
+# warning; of its informational tags, binary-has-unneeded-section .comment remains, because
+# CPack strips with plain `strip`, which keeps the compiler's version note.
+deb:
+	@scripts/install-deps deb
+	cmake --preset package
+	cmake --build --preset package -j $(JOBS)
+	cd build/package && cpack
+	lintian --fail-on error,warning build/package/orrel-sentry_*.deb
 
 bench: deps
 	cmake --preset bench

@@ -2,6 +2,7 @@
 #include "OrrelApp/Platform/UnixSignalWatcher.h"
 #include "OrrelApp/Shell/AppDelegate.h"
 #include "OrrelApp/Shell/AppLaunchMode.h"
+#include "OrrelApp/Shell/BuildProvenance.h"
 
 #include <QApplication>
 #include <QDBusConnection>
@@ -17,6 +18,14 @@ int main(int argc, char* argv[])
     const auto mode = AppLaunchMode::fromArguments(arguments);
 
     switch (mode.kind) {
+    case AppLaunchMode::Kind::printVersion:
+        QTextStream(stdout) << BuildProvenance::compiledIn().versionLine() << '\n';
+        return 0;
+    case AppLaunchMode::Kind::printUsage:
+        QTextStream(stdout) << "usage: orrel-sentry [--version | --help | screensave]\n"
+                               "The resident companion: a pill at the top of the screen and a "
+                               "tray icon.\nSee orrel-sentry(1).\n";
+        return 0;
     case AppLaunchMode::Kind::selfTestPrompt:
     case AppLaunchMode::Kind::screenSave: {
         QTextStream err(stderr);
@@ -44,6 +53,7 @@ int main(int argc, char* argv[])
     QApplication application(argc, argv);
     QApplication::setApplicationName(QStringLiteral("orrel-sentry"));
     QApplication::setApplicationDisplayName(QStringLiteral("Orrel Sentry"));
+    QApplication::setApplicationVersion(BuildProvenance::applicationVersion());
     QApplication::setDesktopFileName(QStringLiteral("dev.orrelsentry.OrrelSentry"));
     // Resident: closing a window never ends the program.
     QApplication::setQuitOnLastWindowClosed(false);

@@ -185,6 +185,13 @@ bool AppDelegate::applicationDidFinishLaunching()
     m_menuBar = std::make_unique<MenuBarController>(*m_viewModel, BuildProvenance::compiledIn());
     m_menuBar->onToggleOrrel = [this] { m_surfaceModel->requestToggle(); };
     m_menuBar->onQuit = [this] { quit(); };
+    const QString iconStyle = environmentValue(environment, u"ORRELSENTRY_TRAY_ICON"_s);
+    if (const auto style = trayIconStyleFromString(iconStyle))
+        m_menuBar->setIconStyle(*style);
+    else if (!iconStyle.isEmpty())
+        qWarning().noquote() << "Orrel Sentry: ORRELSENTRY_TRAY_ICON is color, dark-panel or "
+                                "light-panel, not"
+                             << iconStyle;
     m_menuBar->install();
     connect(m_surfaceModel.get(), &OrrelSurfaceModel::contextMenuRequested, m_menuBar.get(),
             &MenuBarController::popUp);

@@ -6,6 +6,10 @@ using namespace Qt::StringLiterals;
 
 AppLaunchMode AppLaunchMode::fromArguments(const QStringList& arguments)
 {
+    if (arguments.size() > 1 && arguments[1] == u"--version")
+        return {Kind::printVersion, {}};
+    if (arguments.size() > 1 && (arguments[1] == u"--help" || arguments[1] == u"-h"))
+        return {Kind::printUsage, {}};
     if (arguments.size() > 1 && arguments[1] == u"selftest") {
         const qsizetype flag = arguments.indexOf(u"--result"_s, 2);
         if (flag >= 0 && flag + 1 < arguments.size())

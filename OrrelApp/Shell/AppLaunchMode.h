@@ -3,9 +3,10 @@
 #include <QString>
 #include <QStringList>
 
-// Which of the executable's three jobs runs, settled before any other object exists.
+// Which of the executable's jobs runs, settled before any other object exists. Printing the
+// version or the usage needs no display, so neither makes an application object.
 struct AppLaunchMode {
-    enum class Kind { normal, screenSave, selfTestPrompt };
+    enum class Kind { normal, screenSave, selfTestPrompt, printVersion, printUsage };
 
     Kind kind = Kind::normal;
     QString resultPath; // selfTestPrompt

@@ -2,7 +2,7 @@
 # work tree had changes, and the source folder. Run on every build; the header is rewritten only
 # when its text changes, so an unchanged tree recompiles nothing.
 #
-# Input: SOURCE_DIR, OUTPUT. Without git, or outside a repository (a tarball), the revision is
+# Input: SOURCE_DIR, OUTPUT, VERSION. Without git, or outside a repository (a tarball), the revision is
 # empty and the program calls the build "development".
 
 set(revision "")
@@ -33,12 +33,14 @@ function(orrel_c_string value out)
 endfunction()
 orrel_c_string("${revision}" revisionLiteral)
 orrel_c_string("${SOURCE_DIR}" sourceLiteral)
+orrel_c_string("${VERSION}" versionLiteral)
 
 set(text "// Generated at build time; do not edit.
 #pragma once
 #define ORREL_GIT_REVISION ${revisionLiteral}
 #define ORREL_GIT_DIRTY ${dirty}
 #define ORREL_SOURCE_PATH ${sourceLiteral}
+#define ORREL_VERSION ${versionLiteral}
 ")
 set(previous "")
 if(EXISTS "${OUTPUT}")

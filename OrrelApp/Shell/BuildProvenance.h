@@ -10,4 +10,11 @@ struct BuildProvenance {
     QString sourcePath;
 
     static BuildProvenance compiledIn();
+    // The project's version, as CMake's project() has it.
+    static QString applicationVersion();
+
+    // "1f2e3d4c5b6a", "1f2e3d4c5b6a-dirty", or "development" without a revision.
+    QString label() const;
+    // What `orrel-sentry --version` prints: "Orrel Sentry 0.1.0 (1f2e3d4c5b6a)".
+    QString versionLine() const;
 };

@@ -1,65 +1,14 @@
 #include "OrrelApp/Shell/MenuBarController.h"
 
 #include "OrrelApp/Platform/TrayHostWatcher.h"
+#include "OrrelApp/Shell/IconArt.h"
 #include "OrrelApp/Surface/OrrelViewModel.h"
 
 #include <QCursor>
 #include <QMenu>
-#include <QPainter>
-#include <QPainterPath>
 #include <QSystemTrayIcon>
 
 using namespace Qt::StringLiterals;
-
-namespace {
-
-struct IconLook {
-    QColor fill;
-    // A hollow capsule says there is nothing to know yet.
-    bool hollow = false;
-    // A dot in the middle tells a status apart without its colour.
-    bool dot = false;
-};
-
-IconLook lookFor(RollupStatus status)
-{
-    switch (status) {
-    case RollupStatus::blocked: return {QColor(0xff, 0x6f, 0x61), false, true};
-    case RollupStatus::working: return {QColor(0x4a, 0x90, 0xe2), false, false};
-    case RollupStatus::done: return {QColor(0x3c, 0xb3, 0x71), false, false};
-    case RollupStatus::idle: return {QColor(0x9a, 0x9a, 0xa0), false, false};
-    case RollupStatus::unknown: return {QColor(0x9a, 0x9a, 0xa0), true, false};
-    }
-    return {QColor(0x9a, 0x9a, 0xa0), true, false};
-}
-
-QPixmap drawCapsule(int side, const IconLook& look)
-{
-    QPixmap pixmap(side, side);
-    pixmap.fill(Qt::transparent);
-    QPainter painter(&pixmap);
-    painter.setRenderHint(QPainter::Antialiasing);
-    const qreal height = side * 0.5;
-    const QRectF capsule(side * 0.08, (side - height) / 2, side * 0.84, height);
-    QPainterPath path;
-    path.addRoundedRect(capsule, height / 2, height / 2);
-    if (look.hollow) {
-        painter.setPen(QPen(look.fill, qMax(1.0, side / 11.0)));
-        painter.setBrush(Qt::NoBrush);
-    } else {
-        painter.setPen(Qt::NoPen);
-        painter.setBrush(look.fill);
-    }
-    painter.drawPath(path);
-    if (look.dot) {
-        const qreal radius = height * 0.22;
-        painter.setBrush(Qt::white);
-        painter.drawEllipse(capsule.center(), radius, radius);
-    }
-    return pixmap;
-}
-
-} // namespace
 
 MenuBarController::MenuBarController(OrrelViewModel& model, BuildProvenance provenance,
                                      QDBusConnection bus, QObject* parent)
@@ -156,7 +105,7 @@ void MenuBarController::refreshIcon()
     if (m_shownStatus == status)
         return;
     m_shownStatus = status;
-    m_tray->setIcon(statusIcon(status));
+    m_tray->setIcon(statusIcon(status, m_iconStyle));
 }
 
 void MenuBarController::popUp(const QPoint& globalPosition)
@@ -171,16 +120,23 @@ bool MenuBarController::isTrayAvailable()
 
 QString MenuBarController::buildProvenanceTitle(const BuildProvenance& provenance)
 {
-    if (provenance.gitRevision.isEmpty())
-        return u"Build development"_s;
-    return u"Build "_s + provenance.gitRevision + (provenance.gitDirty ? u"-dirty"_s : QString());
+    return u"Build "_s + provenance.label();
 }
 
-QIcon MenuBarController::statusIcon(RollupStatus status)
+QIcon MenuBarController::statusIcon(RollupStatus status, TrayIconStyle style)
 {
-    const IconLook look = lookFor(status);
+    const IconArt art = statusIconArt(status, style);
     QIcon icon;
     for (const int side : {16, 22, 32, 44})
-        icon.addPixmap(drawCapsule(side, look));
+        icon.addPixmap(QPixmap::fromImage(art.image(side)));
     return icon;
+}
+
+void MenuBarController::setIconStyle(TrayIconStyle style)
+{
+    if (m_iconStyle == style)
+        return;
+    m_iconStyle = style;
+    m_shownStatus.reset();
+    refreshIcon();
 }

@@ -2,6 +2,7 @@
 
 #include "HerdrClient/State/RollupStatus.h"
 #include "OrrelApp/Shell/BuildProvenance.h"
+#include "OrrelApp/Shell/IconArt.h"
 
 #include <QDBusConnection>
 #include <QIcon>
@@ -51,7 +52,9 @@ public:
     static bool isTrayAvailable();
 
     static QString buildProvenanceTitle(const BuildProvenance& provenance);
-    static QIcon statusIcon(RollupStatus status);
+    static QIcon statusIcon(RollupStatus status, TrayIconStyle style = TrayIconStyle::color);
+    // Colour unless the person asked for the monochrome icons of a dark or a light panel.
+    void setIconStyle(TrayIconStyle style);
 
 Q_SIGNALS:
     // A tray host came up or went away; isTrayAvailable() may answer differently now.
@@ -66,5 +69,6 @@ private:
     QSystemTrayIcon* m_tray;
     TrayHostWatcher* m_trayHost;
     std::optional<RollupStatus> m_shownStatus;
+    TrayIconStyle m_iconStyle = TrayIconStyle::color;
     bool m_installed = false;
 };

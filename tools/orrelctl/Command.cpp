@@ -31,13 +31,43 @@ int CommandContext::fail(const QString& message, int status) const
     return status;
 }
 
+namespace {
+// Qt's own help text lists the options with their descriptions; its first line names the
+// program only, so the command's usage takes its place.
+void printCommandHelp(const QCommandLineParser& parser, const CommandContext& context,
+                      const QString& usage)
+{
+    const QString name = context.arguments.value(0);
+    QString summary;
+    for (const auto& command : orrelctlCommands()) {
+        if (command.name == name)
+            summary = command.summary;
+    }
+    const QString qtHelp = parser.helpText();
+    const qsizetype options = qtHelp.indexOf(u"Options:"_s);
+    *context.out << "usage: orrelctl " << usage << "\n\n"
+                 << summary << "\n\n"
+                 << (options >= 0 ? qtHelp.mid(options) : QString());
+    context.out->flush();
+    if (context.helpShown)
+        *context.helpShown = true;
+}
+} // namespace
+
 bool parseArguments(QCommandLineParser& parser, const CommandContext& context, const QString& usage)
 {
     parser.setOptionsAfterPositionalArgumentsMode(QCommandLineParser::ParseAsOptions);
     parser.setSingleDashWordOptionMode(QCommandLineParser::ParseAsLongOptions);
+    QCommandLineOption help({u"h"_s, u"help"_s}, u"show this help"_s);
+    help.setFlags(QCommandLineOption::HiddenFromHelp);
+    parser.addOption(help);
     if (!parser.parse(context.arguments)) {
         context.fail(u"orrelctl: %1\nusage: orrelctl %2"_s.arg(parser.errorText(), usage),
                      ExitStatus::usage);
+        return false;
+    }
+    if (parser.isSet(help)) {
+        printCommandHelp(parser, context, usage);
         return false;
     }
     return true;

@@ -27,6 +27,8 @@ struct CommandContext {
     QTextStream* out = nullptr;
     QTextStream* err = nullptr;
     Environment environment;
+    // Set when the command printed its help instead of running: a success, not a usage error.
+    bool* helpShown = nullptr;
 
     // One JSON line: keys sorted, one object per line.
     void printJSON(const JSONValue& value) const;
@@ -53,7 +55,8 @@ struct CommandRegistration {
 };
 
 // Parses the command's arguments with `parser`; on a usage error prints it and the usage and
-// returns false.
+// returns false. With --help it prints the usage, the summary and the options to standard
+// output, notes that in `context.helpShown` and returns false, so the command runs no further.
 bool parseArguments(QCommandLineParser& parser, const CommandContext& context,
                     const QString& usage);
 

@@ -14,7 +14,8 @@ int printHelp(QTextStream& stream)
         stream << "  " << command.name.leftJustified(12) << command.summary << '\n';
     stream << "\nCommands that talk to herdr take --socket PATH or --session NAME, and --json.\n"
               "app talks to the running application at --automation-socket PATH (default: "
-              "$ORRELSENTRY_AUTOMATION_SOCKET).\n";
+              "$ORRELSENTRY_AUTOMATION_SOCKET).\n"
+              "orrelctl help COMMAND (or COMMAND --help) tells a command's options.\n";
     stream.flush();
     return 0;
 }
@@ -32,13 +33,21 @@ int main(int argc, char* argv[])
         printHelp(err);
         return ExitStatus::usage;
     }
-    const QString name = arguments[1];
-    if (name == u"help" || name == u"--help" || name == u"-h")
-        return printHelp(out);
+    QString name = arguments[1];
+    QStringList commandArguments = arguments.mid(1);
+    if (name == u"help" || name == u"--help" || name == u"-h") {
+        if (arguments.size() < 3)
+            return printHelp(out);
+        // `help COMMAND` is the command's own --help, so the two never differ.
+        name = arguments[2];
+        commandArguments = {name, u"--help"_s};
+    }
     for (const auto& command : orrelctlCommands()) {
         if (command.name == name) {
-            CommandContext context{arguments.mid(1), &out, &err, processEnvironment()};
-            return QCoro::waitFor(command.run(std::move(context)));
+            bool helpShown = false;
+            CommandContext context{commandArguments, &out, &err, processEnvironment(), &helpShown};
+            const int status = QCoro::waitFor(command.run(std::move(context)));
+            return helpShown ? ExitStatus::success : status;
         }
     }
     err << "orrelctl: unknown command " << name << "\n";

@@ -27,6 +27,11 @@ TEST(AppLaunchMode, SelectsTheJobFromTheArguments)
         {{u"orrel-sentry"_s, u"screensave"_s}, {K::screenSave, {}}},
         {{u"orrel-sentry"_s, u"foo"_s, u"--screensave"_s}, {K::normal, {}}},
         {{}, {K::normal, {}}},
+        {{u"orrel-sentry"_s, u"--version"_s}, {K::printVersion, {}}},
+        {{u"orrel-sentry"_s, u"-h"_s, u"screensave"_s}, {K::printUsage, {}}},
+        // Only as the first argument: a later one may be a value.
+        {{u"orrel-sentry"_s, u"selftest"_s, u"--result"_s, u"--version"_s},
+         {K::selfTestPrompt, u"--version"_s}},
     };
     for (const auto& c : cases)
         EXPECT_EQ(AppLaunchMode::fromArguments(c.arguments), c.expected)
