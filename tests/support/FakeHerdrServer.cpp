@@ -159,6 +159,12 @@ void FakeHerdrServer::stop()
     m_openFds.clear();
 }
 
+void FakeHerdrServer::setArrivalHook(ArrivalHook hook)
+{
+    std::lock_guard lock(m_mutex);
+    m_arrivalHook = std::move(hook);
+}
+
 void FakeHerdrServer::setHandler(const QString& method, Handler handler)
 {
     std::lock_guard lock(m_mutex);
@@ -357,12 +363,18 @@ void FakeHerdrServer::serve(int fd)
     request.params = r.optional<JSONValue>(u"params").value_or(JSONValue(JSONValue::Object{}));
     const bool valid = !r.failed() && request.params.objectValue();
     Handler handler;
+    ArrivalHook arrival;
+    std::size_t position = 0;
     {
         std::lock_guard lock(m_mutex);
+        position = m_requests.size();
         m_requests.push_back(request);
         if (auto it = m_handlers.find(request.method); valid && it != m_handlers.end())
             handler = it->second;
+        arrival = m_arrivalHook;
     }
+    if (arrival)
+        arrival(position, request);
     m_changed.notify_all();
 
     // herdr answers what it cannot parse, an unknown method among it, with an empty id.

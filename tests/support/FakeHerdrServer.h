@@ -75,6 +75,10 @@ public:
     // Answers `method` with `handler`, in place of any earlier one. Methods without a handler are
     // answered as herdr answers an unknown method.
     void setHandler(const QString& method, Handler handler);
+    // Runs for every request once it is logged at `position` and before it is answered, on the
+    // server's thread: the moment to change what the answer will show.
+    using ArrivalHook = std::function<void(std::size_t position, const FakeRequest&)>;
+    void setArrivalHook(ArrivalHook hook);
 
     std::vector<FakeRequest> requests() const;
     std::vector<QByteArray> requestLines() const;
@@ -116,6 +120,7 @@ private:
     mutable std::condition_variable m_changed;
     bool m_stopping = false;
     std::map<QString, Handler> m_handlers;
+    ArrivalHook m_arrivalHook;
     std::function<bool(const QString&)> m_paneExists;
     std::vector<FakeRequest> m_requests;
     std::vector<std::shared_ptr<Subscriber>> m_subscribers;
