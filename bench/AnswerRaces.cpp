@@ -6,10 +6,9 @@
 //
 // The moment is the arrival of the trial's k-th screen read (k drawn from the seed): the screen
 // changes just before herdr answers that read, so the schedule follows the program's own requests
-// and never the wall clock. Keys that go out back to back with no read between them are one burst,
-// as a terminal receives them, so no change is put between them. Nor is one put between the two
-// reads of one look: the prompt is taken from the first, the second gives only a tab highlight, so
-// a change there falls in the same window as one just after the look.
+// and never the wall clock. Every read counts, the coloured one inside a look as well. Keys that go
+// out back to back with no read between them are one burst, as a terminal receives them, so no
+// change is put between them.
 #include "HerdrClient/Adapters/StandardScreenAdapters.h"
 #include "HerdrClient/Interaction/ScreenInteractionProvider.h"
 #include "HerdrClient/Responding/Actions.h"
@@ -126,6 +125,8 @@ constexpr int changeCount = int(Change::none) + 1;
 const QStringList commands{u"npm run migrate -- --env staging"_s,
                            u"npm run migrate -- --env production"_s, u"rm -rf build"_s,
                            u"git push --force origin main"_s};
+constexpr int readsPerLook = 3; // detection, coloured, detection again
+
 const QStringList questions{u"Which checks should run?"_s, u"Which checks may be skipped?"_s};
 
 // One trial, drawn from its seed before it runs.
@@ -202,14 +203,14 @@ Trial drawTrial(std::uint64_t seed)
     case Change::cursorOnly:
     case Change::none: break;
     }
-    // Read 0 is the one the person saw, read 1 the responder's own; the rest fall between the
-    // keys of a checkbox or in the settle loop, or never come. The first two are where a changed
-    // prompt must be caught, so they get half of the trials.
+    // A look is three reads. Reads 0-2 are the look the person saw, 3-5 the responder's own;
+    // the rest fall between the keys of a checkbox or in the settle loop, or never come. The
+    // first two looks are where a changed prompt must be caught, so they get half of the trials.
     switch (random() % 4) {
-    case 0: trial.readIndex = 0; break;
-    case 1: trial.readIndex = 1; break;
-    case 2: trial.readIndex = 2 + int(random() % 2); break;
-    default: trial.readIndex = int(random() % 20); break;
+    case 0: trial.readIndex = int(random() % readsPerLook); break;
+    case 1: trial.readIndex = readsPerLook + int(random() % readsPerLook); break;
+    case 2: trial.readIndex = 2 * readsPerLook + int(random() % (2 * readsPerLook)); break;
+    default: trial.readIndex = int(random() % 60); break;
     }
     return trial;
 }
@@ -264,11 +265,7 @@ private:
             m_pendingRedraw.reset();
         }
         const auto params = request.params.objectValue();
-        const bool detectionRead = request.method == u"pane.read"_s && params
-                                   && params->contains(u"source"_s)
-                                   && params->at(u"source"_s).stringValue()
-                                   && *params->at(u"source"_s).stringValue() == u"detection"_s;
-        if (detectionRead) {
+        if (request.method == u"pane.read"_s) {
             if (m_reads == m_trial.readIndex) {
                 if (const auto changed = m_trial.changedFrom(m_timeline.back().second)) {
                     show(position, *changed);
@@ -325,7 +322,7 @@ struct Totals {
     int refused = 0;
     int refusedUnchanged = 0; // an answer to a prompt that never moved must go out
     int violations = 0;
-    std::array<int, 4> changedAt{}; // before the shown read, before the answer's, later, never
+    std::array<int, 4> changedAt{}; // in the shown look, in the answer's, later, never
     std::vector<std::uint64_t> violationSeeds;
     std::vector<std::uint64_t> refusedUnchangedSeeds;
 };
@@ -358,7 +355,7 @@ public:
 
         ++totals.trials;
         const auto changedAt = m_pane.changeRead();
-        totals.changedAt[changedAt ? std::size_t(std::min(*changedAt, 2)) : 3] += 1;
+        totals.changedAt[changedAt ? std::size_t(std::min(*changedAt / readsPerLook, 2)) : 3] += 1;
         if (report) {
             ++totals.sent;
         } else {
@@ -466,7 +463,7 @@ int main(int argc, char** argv)
 
     std::printf("trials %d\nanswers sent %d\nanswers refused %d\nviolations %d\n", totals.trials,
                 totals.sent, totals.refused, totals.violations);
-    std::printf("screen changed before the shown read %d, before the answer's read %d, later %d, "
+    std::printf("screen changed during the shown look %d, during the answer's look %d, later %d, "
                 "never %d\n",
                 totals.changedAt[0], totals.changedAt[1], totals.changedAt[2], totals.changedAt[3]);
     std::printf("refused without a change %d\nseconds %.1f\n", totals.refusedUnchanged,

@@ -11,47 +11,94 @@ ScreenInteractionProvider::ScreenInteractionProvider(RequestSending& client,
 {
 }
 
+namespace {
+
+// A screen that keeps moving under the look is given up after this many tries.
+constexpr int lookAttempts = 3;
+
+// What an answer's keys depend on: the prompt itself, where its cursor and ticks stand, and the
+// wizard's steps. Evidence and header may differ in a redraw without harm.
+bool samePromptState(const PendingInteraction& a, const PendingInteraction& b)
+{
+    return a.fingerprint() == b.fingerprint() && a.kind == b.kind && a.choices == b.choices
+           && a.steps == b.steps && a.progress == b.progress && a.presentation == b.presentation;
+}
+
+} // namespace
+
+QCoro::Task<std::expected<QString, InteractionReadFailure>>
+ScreenInteractionProvider::detectionText(QString paneID)
+{
+    const Lifetime::Guard alive = lifetime();
+    PaneReadParams params;
+    params.paneID = paneID;
+    params.source = ReadSource::detection;
+    const RequestResult reply = co_await m_client.request(u"pane.read"_s, params.asJSONValue());
+    if (!alive)
+        co_return std::unexpected(InteractionProviderError::unreadablePane(paneID));
+    if (!reply) {
+        // A reply that is not JSON at all is as unreadable as one without a "read".
+        if (reply.error().parseError())
+            co_return std::unexpected(InteractionProviderError::unreadablePane(paneID));
+        co_return std::unexpected(reply.error());
+    }
+    auto read = PaneReadResult::fromResult(*reply);
+    if (!read)
+        co_return std::unexpected(InteractionProviderError::unreadablePane(paneID));
+    co_return std::move(read->text);
+}
+
+QCoro::Task<std::optional<QString>> ScreenInteractionProvider::visibleANSIText(QString paneID)
+{
+    PaneReadParams params;
+    params.paneID = paneID;
+    params.source = ReadSource::visible;
+    params.format = u"ansi"_s;
+    params.stripAnsi = false;
+    const RequestResult reply = co_await m_client.request(u"pane.read"_s, params.asJSONValue());
+    if (!reply)
+        co_return std::nullopt;
+    auto read = PaneReadResult::fromResult(*reply);
+    if (!read)
+        co_return std::nullopt;
+    co_return std::move(read->text);
+}
+
 QCoro::Task<InteractionReadResult> ScreenInteractionProvider::interaction(
     QString paneID, std::optional<QString> agentID, std::optional<quint64> paneRevision)
 {
     const Lifetime::Guard alive = lifetime();
-    PaneReadParams detectionParams;
-    detectionParams.paneID = paneID;
-    detectionParams.source = ReadSource::detection;
-    const RequestResult detection =
-        co_await m_client.request(u"pane.read"_s, detectionParams.asJSONValue());
-    if (!alive)
-        co_return std::unexpected(InteractionProviderError::unreadablePane(paneID));
-    if (!detection) {
-        // A reply that is not JSON at all is as unreadable as one without a "read".
-        if (detection.error().parseError())
+    // A look takes two reads and the screen may move between them. The detection text is read
+    // once more after the coloured one, and the look stands only when both detection reads give
+    // the same prompt: the read an answer's keys follow is then one that was compared.
+    std::optional<PendingInteraction> latest;
+    for (int attempt = 0; attempt < lookAttempts; ++attempt) {
+        auto first = co_await detectionText(paneID);
+        if (!first)
+            co_return std::unexpected(first.error());
+        const std::optional<QString> visibleText = co_await visibleANSIText(paneID);
+        if (!alive)
             co_return std::unexpected(InteractionProviderError::unreadablePane(paneID));
-        co_return std::unexpected(detection.error());
+        std::optional<QString> tabLabel;
+        if (visibleText)
+            tabLabel = currentTabLabel(*visibleText);
+        PendingInteraction seen = m_classifier.classifyInteraction(
+            paneID, agentID, *first, visibleText, paneRevision, tabLabel);
+        auto second = co_await detectionText(paneID);
+        if (!second)
+            co_return std::unexpected(second.error());
+        if (*second == *first)
+            co_return seen;
+        latest = m_classifier.classifyInteraction(paneID, agentID, *second, visibleText,
+                                                  paneRevision, tabLabel);
+        if (samePromptState(seen, *latest))
+            co_return std::move(*latest);
     }
-    const auto detectionRead = PaneReadResult::fromResult(*detection);
-    if (!detectionRead)
-        co_return std::unexpected(InteractionProviderError::unreadablePane(paneID));
-
-    PaneReadParams visibleParams;
-    visibleParams.paneID = paneID;
-    visibleParams.source = ReadSource::visible;
-    visibleParams.format = u"ansi"_s;
-    visibleParams.stripAnsi = false;
-    const RequestResult visible =
-        co_await m_client.request(u"pane.read"_s, visibleParams.asJSONValue());
-    if (!alive)
-        co_return std::unexpected(InteractionProviderError::unreadablePane(paneID));
-    std::optional<QString> visibleText;
-    if (visible) {
-        if (auto read = PaneReadResult::fromResult(*visible))
-            visibleText = read->text;
-    }
-    std::optional<QString> tabLabel;
-    if (visibleText)
-        tabLabel = currentTabLabel(*visibleText);
-
-    co_return m_classifier.classifyInteraction(paneID, agentID, detectionRead->text, visibleText,
-                                               paneRevision, tabLabel);
+    // A screen that never held still is no ground for keys; one that offers nothing to press
+    // can still be shown as last read.
+    if (latest && latest->presentation.mechanism == InteractionMechanism::manual)
+        co_return std::move(*latest);
+    co_return std::unexpected(InteractionProviderError::unreadablePane(paneID));
 }
 
 std::optional<QString> ScreenInteractionProvider::currentTabLabel(const QString& ansiText)

@@ -1,3 +1,4 @@
+#include "HerdrClient/Adapters/StandardScreenAdapters.h"
 #include "HerdrClient/Interaction/GenericScreenAdapter.h"
 #include "HerdrClient/Interaction/ScreenInteractionProvider.h"
 #include "tests/support/TestSupport.h"
@@ -41,23 +42,25 @@ PromptClassifier genericClassifier()
 
 } // namespace
 
-TEST(ScreenInteractionProvider, ReadsDetectionThenColouredVisibleText)
+TEST(ScreenInteractionProvider, ReadsDetectionThenColouredVisibleTextThenDetectionAgain)
 {
     ScriptedClient client;
     client.replies = {readReply(u"screen\r\n"_s),
-                      readReply(u"□ One  \x1b[48;2;1;2;3m□ Two\x1b[0m  ✔ Submit"_s)};
+                      readReply(u"□ One  \x1b[48;2;1;2;3m□ Two\x1b[0m  ✔ Submit"_s),
+                      readReply(u"screen\r\n"_s)};
     ScreenInteractionProvider provider(client, genericClassifier());
     const auto result = runTask(provider.interaction(u"w1:p1"_s, u"claude"_s, 12));
     ASSERT_TRUE(result);
     EXPECT_EQ(result->body, u"screen\n"_s);
     EXPECT_EQ(result->evidence.paneRevision, 12);
-    ASSERT_EQ(client.requests.size(), 2u);
+    ASSERT_EQ(client.requests.size(), 3u);
     EXPECT_EQ(client.requests[0].first, u"pane.read"_s);
     EXPECT_EQ(client.requests[0].second.serialized(),
               QByteArray(R"({"pane_id":"w1:p1","source":"detection"})"));
     EXPECT_EQ(
         client.requests[1].second.serialized(),
         QByteArray(R"({"format":"ansi","pane_id":"w1:p1","source":"visible","strip_ansi":false})"));
+    EXPECT_EQ(client.requests[2].second.serialized(), client.requests[0].second.serialized());
 }
 
 TEST(ScreenInteractionProvider, FailsOnlyAtTheFirstRead)
@@ -101,12 +104,108 @@ TEST(ScreenInteractionProvider, AFailedSecondReadLosesOnlyTheTab)
          {RequestResult(std::unexpected(RequestFailure(SocketError::timedOut()))),
           RequestResult(JSONValue::object({{u"type"_s, u"ok"_s}}))}) {
         ScriptedClient client;
-        client.replies = {readReply(u"text"_s), visible};
+        client.replies = {readReply(u"text"_s), visible, readReply(u"text"_s)};
         ScreenInteractionProvider provider(client, genericClassifier());
         const auto result = runTask(provider.interaction(u"w1:p1"_s, std::nullopt, std::nullopt));
         ASSERT_TRUE(result);
         EXPECT_EQ(result->body, u"text"_s);
-        EXPECT_EQ(client.requests.size(), 2u);
+        EXPECT_EQ(client.requests.size(), 3u);
+    }
+}
+
+namespace {
+
+QString approvalScreen(const QString& command, int cursor)
+{
+    QString text = QString(80, u'─')
+                   + u"\n Bash command\n\n   %1\n\n Do you want to proceed?\n"_s.arg(command);
+    const QStringList choices{u"Yes"_s, u"Yes, and don't ask again"_s, u"No"_s};
+    for (int i = 0; i < choices.size(); ++i)
+        text += u" %1 %2. %3\n"_s.arg(i == cursor ? u"❯"_s : u" "_s).arg(i + 1).arg(choices[i]);
+    return text + u"\n Esc to cancel\n"_s;
+}
+
+PromptClassifier standardClassifier()
+{
+    return PromptClassifier(standardScreenAdapters());
+}
+
+} // namespace
+
+// The last read before any key must be one the look compared: a screen that moves between the
+// two detection reads is looked at again, and one that never holds still is no ground for keys.
+TEST(ScreenInteractionProvider, APromptThatMovesDuringTheLookIsLookedAtAgain)
+{
+    const QString rm = approvalScreen(u"rm -rf build"_s, 0);
+    const QString push = approvalScreen(u"git push --force"_s, 0);
+    {
+        ScriptedClient client;
+        client.replies = {readReply(rm),   readReply(rm),   readReply(push),
+                          readReply(push), readReply(push), readReply(push)};
+        ScreenInteractionProvider provider(client, standardClassifier());
+        const auto result = runTask(provider.interaction(u"w1:p1"_s, u"claude"_s, std::nullopt));
+        ASSERT_TRUE(result);
+        EXPECT_EQ(result->evidence.capturedText, push);
+        EXPECT_NE(result->presentation.mechanism, InteractionMechanism::manual);
+        EXPECT_EQ(client.requests.size(), 6u);
+    }
+    {
+        // The cursor alone moved: the fingerprint holds, but the keys would not.
+        ScriptedClient client;
+        client.replies = {readReply(rm), readReply(rm),
+                          readReply(approvalScreen(u"rm -rf build"_s, 1))};
+        for (int i = 0; i < 3; ++i)
+            client.replies.push_back(readReply(approvalScreen(u"rm -rf build"_s, 1)));
+        ScreenInteractionProvider provider(client, standardClassifier());
+        const auto result = runTask(provider.interaction(u"w1:p1"_s, u"claude"_s, std::nullopt));
+        ASSERT_TRUE(result);
+        EXPECT_EQ(result->presentation.selectedChoiceIndex, 1);
+        EXPECT_EQ(client.requests.size(), 6u);
+    }
+    {
+        // Only the text around the prompt moved: the later reading stands without another look.
+        ScriptedClient client;
+        client.replies = {readReply(u"● Working\n  ⎿  done\n\n"_s + rm), readReply(rm),
+                          readReply(u"● Still working\n  ⎿  done\n\n"_s + rm)};
+        ScreenInteractionProvider provider(client, standardClassifier());
+        const auto result = runTask(provider.interaction(u"w1:p1"_s, u"claude"_s, std::nullopt));
+        ASSERT_TRUE(result);
+        EXPECT_NE(result->presentation.mechanism, InteractionMechanism::manual);
+        EXPECT_TRUE(result->evidence.capturedText.value_or(QString()).contains(u"Still working"_s));
+        EXPECT_EQ(client.requests.size(), 3u);
+    }
+    {
+        ScriptedClient client;
+        for (int i = 0; i < 3; ++i)
+            client.replies.insert(client.replies.end(),
+                                  {readReply(rm), readReply(rm), readReply(push)});
+        ScreenInteractionProvider provider(client, standardClassifier());
+        const auto result = runTask(provider.interaction(u"w1:p1"_s, u"claude"_s, std::nullopt));
+        ASSERT_FALSE(result);
+        ASSERT_TRUE(result.error().providerError());
+        EXPECT_EQ(client.requests.size(), 9u);
+    }
+    {
+        // Nothing to press: a restless screen is still shown as last read.
+        ScriptedClient client;
+        for (int i = 0; i < 3; ++i)
+            client.replies.insert(client.replies.end(),
+                                  {readReply(u"output %1\n"_s.arg(i)), readReply(u""_s),
+                                   readReply(u"output %1+\n"_s.arg(i))});
+        ScreenInteractionProvider provider(client, standardClassifier());
+        const auto result = runTask(provider.interaction(u"w1:p1"_s, u"claude"_s, std::nullopt));
+        ASSERT_TRUE(result);
+        EXPECT_EQ(result->presentation.mechanism, InteractionMechanism::manual);
+        EXPECT_EQ(result->evidence.capturedText, u"output 2+\n"_s);
+    }
+    {
+        ScriptedClient client;
+        client.replies = {readReply(rm), readReply(rm),
+                          std::unexpected(RequestFailure(SocketError::timedOut()))};
+        ScreenInteractionProvider provider(client, standardClassifier());
+        const auto result = runTask(provider.interaction(u"w1:p1"_s, u"claude"_s, std::nullopt));
+        ASSERT_FALSE(result);
+        EXPECT_TRUE(result.error().requestFailure());
     }
 }
 
