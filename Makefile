@@ -1,7 +1,7 @@
 # The two commands of the README: `make run` and `make test`.
 JOBS ?= $(shell nproc)
 
-.PHONY: run demo test deb deps build-release build-ci bench clean format format-check tidy
+.PHONY: run demo test deb deps build-release build-ci bench soak clean format format-check tidy
 
 SOURCES = git ls-files '*.h' '*.cpp'
 # clang-tidy 14 cannot parse libstdc++ 12's <expected>, and neither 14 nor 16 accepts -std=c++23:
@@ -46,6 +46,16 @@ bench: deps
 		case $$b in *resident-bench) continue;; esac; echo "== $$b"; $$b; done
 	@echo "== resident-bench (the application on a private X server)"
 	tests/support/desktop-session build/bench/bench/resident-bench build/bench/OrrelApp/orrel-sentry
+
+# The application under churning fake sessions for MINUTES, with the churn drawn from SEED; its
+# memory, descriptors, threads and CPU every 10 s, and their slopes.
+MINUTES ?= 60
+SEED ?= 1
+soak: deps
+	cmake --preset bench
+	cmake --build --preset bench -j $(JOBS) --target orrel-sentry soak
+	tests/support/desktop-session build/bench/bench/soak --minutes $(MINUTES) --seed $(SEED) \
+		build/bench/OrrelApp/orrel-sentry
 
 format: deps
 	$(SOURCES) | xargs clang-format -i

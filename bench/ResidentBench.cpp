@@ -5,21 +5,17 @@
 //   excluded, as the median of N answers (30 by default).
 // Needs an X server ($DISPLAY); run it under tests/support/desktop-session on a headless machine.
 #include "bench/BenchScenario.h"
+#include "bench/ResidentApp.h"
 #include "tests/support/FakeHerdrServer.h"
 #include "tests/support/FakeScenario.h"
 
 #include <QCoreApplication>
 #include <QDir>
-#include <QElapsedTimer>
-#include <QFile>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QLocalSocket>
 #include <QProcess>
 #include <QTemporaryDir>
-
-#include <unistd.h>
 
 #include <algorithm>
 #include <cstdio>
@@ -51,12 +47,7 @@ QJsonObject promptPaneRecord(int round)
          {QJsonArray{u"1"_s}, QJsonArray{u"enter"_s}, QJsonArray{u"1"_s, u"enter"_s}})
         reactions.append(QJsonObject{
             {u"keys"_s, keys}, {u"agent_status"_s, u"working"_s}, {u"screen"_s, workingScreen}});
-    const QString screen =
-        QString(80, u'─')
-        + u"\n Bash command\n\n   npm run migrate -- --step %1\n   Run one migration step\n\n"
-          " Do you want to proceed?\n ❯ 1. Yes\n   2. Yes, and don't ask again for npm run "
-          "migrate commands in /tmp/orrel-bench\n   3. No, and tell Claude what to do "
-          "differently (esc)\n\n Esc to cancel\n"_s.arg(round);
+    const QString screen = claudeApprovalScreen(u"npm run migrate -- --step %1"_s.arg(round));
     return {{u"pane_id"_s, promptPane},        {u"agent"_s, u"claude"_s},
             {u"agent_status"_s, u"blocked"_s}, {u"revision"_s, 100 + round},
             {u"cwd"_s, u"/tmp/orrel-bench"_s}, {u"screen"_s, QJsonObject{{u"visible"_s, screen}}},
@@ -77,84 +68,6 @@ FakeScenario scenarioFor(int session, int round)
     if (!made)
         fail(made.error());
     return *made;
-}
-
-class Channel {
-public:
-    explicit Channel(QString path) : m_path(std::move(path)) {}
-
-    QJsonObject request(QJsonObject command) const
-    {
-        QLocalSocket socket;
-        socket.connectToServer(m_path);
-        if (!socket.waitForConnected(5000))
-            return {{u"ok"_s, false}, {u"error"_s, u"no automation channel"_s}};
-        socket.write(QJsonDocument(command).toJson(QJsonDocument::Compact) + '\n');
-        QByteArray line;
-        QElapsedTimer timer;
-        timer.start();
-        while (!line.contains('\n') && timer.elapsed() < 30000) {
-            if (!socket.bytesAvailable() && !socket.waitForReadyRead(100)
-                && socket.state() != QLocalSocket::ConnectedState)
-                break;
-            line += socket.readAll();
-        }
-        return QJsonDocument::fromJson(line.trimmed()).object();
-    }
-
-    QJsonObject state() const
-    {
-        return request({{u"cmd"_s, u"state"_s}}).value(u"state"_s).toObject();
-    }
-
-    bool waitFor(const std::function<bool(const QJsonObject&)>& holds,
-                 std::chrono::milliseconds limit) const
-    {
-        const auto deadline = std::chrono::steady_clock::now() + limit;
-        while (std::chrono::steady_clock::now() < deadline) {
-            if (holds(state()))
-                return true;
-            std::this_thread::sleep_for(20ms);
-        }
-        return false;
-    }
-
-private:
-    QString m_path;
-};
-
-struct ProcessSample {
-    double cpuSeconds = 0;
-    double residentMegabytes = 0;
-    int descriptors = 0;
-    int threads = 0;
-};
-
-ProcessSample sample(qint64 pid)
-{
-    ProcessSample result;
-    QFile stat(u"/proc/%1/stat"_s.arg(pid));
-    if (stat.open(QIODevice::ReadOnly)) {
-        const QByteArray text = stat.readAll();
-        // Fields after the command name, which may hold blanks, start after its ')'.
-        const QList<QByteArray> fields = text.mid(text.lastIndexOf(')') + 2).split(' ');
-        if (fields.size() > 18) {
-            const double ticks = double(sysconf(_SC_CLK_TCK));
-            result.cpuSeconds = (fields[11].toDouble() + fields[12].toDouble()) / ticks;
-            result.threads = fields[17].toInt();
-        }
-    }
-    QFile status(u"/proc/%1/status"_s.arg(pid));
-    if (status.open(QIODevice::ReadOnly)) {
-        for (const QByteArray& line : status.readAll().split('\n')) {
-            if (line.startsWith("VmRSS:"))
-                result.residentMegabytes =
-                    line.mid(6).trimmed().split(' ').front().toDouble() / 1024;
-        }
-    }
-    result.descriptors =
-        int(QDir(u"/proc/%1/fd"_s.arg(pid)).entryList(QDir::NoDotAndDotDot | QDir::System).size());
-    return result;
 }
 
 } // namespace
@@ -178,56 +91,28 @@ int main(int argc, char* argv[])
         fail(u"usage: resident-bench [--seconds N] [--answers N] ORREL_SENTRY (with $DISPLAY)"_s);
 
     QTemporaryDir directory;
-    const QString config = directory.filePath(u"config"_s);
     std::vector<std::unique_ptr<FakeHerdrServer>> servers;
     std::vector<FakeScenario> scenarios(sessionCount);
-    QJsonArray listing;
+    std::vector<ListedSession> listed;
     for (int index = 0; index < sessionCount; ++index) {
         const QString name = u"bench%1"_s.arg(index);
-        const QString folder = config + u"/herdr/sessions/"_s + name;
+        const QString folder = directory.filePath(u"config/herdr/sessions/"_s + name);
         QDir().mkpath(folder);
         servers.push_back(std::make_unique<FakeHerdrServer>(folder + u"/herdr.sock"_s));
         if (!servers.back()->start())
             fail(servers.back()->lastError());
         scenarios[index] = scenarioFor(index, 0);
         scenarios[index].install(*servers.back());
-        listing.append(QJsonObject{{u"name"_s, name},
-                                   {u"default"_s, false},
-                                   {u"running"_s, true},
-                                   {u"socket_path"_s, servers.back()->socketPath()},
-                                   {u"session_dir"_s, folder}});
+        listed.push_back({name, servers.back()->socketPath()});
     }
-    // `herdr session list --json` as herdr prints it.
-    QFile listingFile(directory.filePath(u"sessions.json"_s));
-    if (!listingFile.open(QIODevice::WriteOnly))
-        fail(listingFile.errorString());
-    listingFile.write(
-        QJsonDocument(QJsonObject{{u"sessions"_s, listing}}).toJson(QJsonDocument::Compact));
-    listingFile.close();
-    const QString herdr = directory.filePath(u"herdr"_s);
-    QFile script(herdr);
-    if (!script.open(QIODevice::WriteOnly))
-        fail(script.errorString());
-    script.write("#!/bin/sh\nexec cat '" + listingFile.fileName().toUtf8() + "'\n");
-    script.close();
-    script.setPermissions(script.permissions() | QFileDevice::ExeOwner);
-
-    const QString automation = directory.filePath(u"automation.sock"_s);
-    auto environment = QProcessEnvironment::systemEnvironment();
-    environment.insert(u"XDG_CONFIG_HOME"_s, config);
-    environment.insert(u"HOME"_s, directory.path());
-    environment.insert(u"ORRELSENTRY_HERDR_BINARY"_s, herdr);
-    environment.insert(u"ORRELSENTRY_AUTOMATION_SOCKET"_s, automation);
-    environment.insert(u"ORRELSENTRY_REDUCE_MOTION"_s, u"1"_s);
-    environment.remove(u"HERDR_SOCKET_PATH"_s);
-    environment.remove(u"HERDR_SESSION"_s);
+    const QProcessEnvironment environment = residentEnvironment(directory.path(), listed);
     QProcess app;
     app.setProcessEnvironment(environment);
     app.setProcessChannelMode(QProcess::ForwardedChannels);
     app.start(program, {});
     if (!app.waitForStarted(10000))
         fail(u"%1 did not start"_s.arg(program));
-    const Channel channel(automation);
+    const AutomationChannel channel(directory.filePath(u"automation.sock"_s));
     const int expectedAgents = sessionCount * panesPerSession + 1;
     if (!channel.waitFor(
             [&](const QJsonObject& state) {
@@ -238,12 +123,12 @@ int main(int argc, char* argv[])
 
     // Idle: nothing changes on the servers; the sessions poll and follow their event streams.
     std::this_thread::sleep_for(5s);
-    const ProcessSample first = sample(app.processId());
+    const ProcessSample first = sampleProcess(app.processId());
     ProcessSample last = first;
     double peakMemory = first.residentMegabytes;
     for (int elapsed = 0; elapsed < idleSeconds; elapsed += 10) {
         std::this_thread::sleep_for(std::chrono::seconds(std::min(10, idleSeconds - elapsed)));
-        last = sample(app.processId());
+        last = sampleProcess(app.processId());
         peakMemory = std::max(peakMemory, last.residentMegabytes);
     }
     const double cpuPercent = 100 * (last.cpuSeconds - first.cpuSeconds) / idleSeconds;
