@@ -1,5 +1,7 @@
 #include "HerdrClient/Capture/CaptureFiles.h"
 
+#include "HerdrClient/Support/SaveFileCommit.h"
+
 #include <QCryptographicHash>
 #include <QDir>
 #include <QFile>
@@ -125,8 +127,8 @@ std::expected<void, PaneCaptureError> writeDirectoryAtomically(const QString& ta
             return fail(PaneCaptureError::fileFailed(file.fileName(), file.errorString()));
         if (file.write(bytes) != bytes.size())
             return fail(PaneCaptureError::fileFailed(file.fileName(), file.errorString()));
-        if (!file.commit())
-            return fail(PaneCaptureError::fileFailed(file.fileName(), file.errorString()));
+        if (const auto committed = commitSaveFile(file); !committed)
+            return fail(PaneCaptureError::fileFailed(file.fileName(), committed.error()));
     }
     if (replaceExisting && targetInfo.exists() && !QDir(target).removeRecursively())
         return fail(PaneCaptureError::fileFailed(target, u"could not remove the old directory"_s));

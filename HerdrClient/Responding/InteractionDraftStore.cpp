@@ -1,6 +1,7 @@
 #include "HerdrClient/Responding/InteractionDraftStore.h"
 
 #include "HerdrClient/Support/BoundedFile.h"
+#include "HerdrClient/Support/SaveFileCommit.h"
 #include "HerdrClient/Wire/JSONValue.h"
 
 #include <QRegularExpression>
@@ -141,8 +142,8 @@ std::expected<void, InteractionDraftFileError> InteractionDraftStore::save(
     const QByteArray bytes = document.serialized();
     if (file.write(bytes) != bytes.size())
         return failed(file.errorString());
-    if (!file.commit())
-        return failed(file.errorString());
+    if (const auto committed = commitSaveFile(file); !committed)
+        return failed(committed.error());
     return {};
 }
 

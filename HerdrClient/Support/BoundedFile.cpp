@@ -78,6 +78,10 @@ std::optional<QString> BoundedFile::signature(const QString& path)
     struct stat info {};
     if (::stat(encoded.constData(), &info) != 0)
         return std::nullopt;
-    const qint64 modified = qint64(info.st_mtim.tv_sec) * 1'000'000'000 + info.st_mtim.tv_nsec;
-    return QString::number(modified) + u':' + QString::number(qint64(info.st_size));
+    const auto nanoseconds = [](const timespec& time) {
+        return QString::number(qint64(time.tv_sec) * 1'000'000'000 + time.tv_nsec);
+    };
+    return QString::number(quint64(info.st_dev)) + u':' + QString::number(quint64(info.st_ino))
+           + u':' + nanoseconds(info.st_mtim) + u':' + nanoseconds(info.st_ctim) + u':'
+           + QString::number(qint64(info.st_size));
 }

@@ -16,7 +16,9 @@ struct BoundedFile {
     // reading (it may grow while we read).
     static std::expected<QByteArray, Failure> read(const QString& path, qint64 limit, Links links);
 
-    // Modification time (nanoseconds) and size, "mtime:size"; absent when the file cannot be
-    // examined. Cheap: no read.
+    // Which file this is and when it last changed: device, inode, modification and status change
+    // times (nanoseconds) and size. A file replaced by another of the same size and modification
+    // time, as `cp -p` or rsync leave it, still gives another signature. Absent when the file
+    // cannot be examined. Cheap: no read.
     static std::optional<QString> signature(const QString& path);
 };

@@ -114,6 +114,12 @@ Decoded<Snapshot> Snapshot::fromResult(const JSONValue& result)
 {
     if (const JSONValue* inner = result.member(u"snapshot"))
         return decode(*inner);
+    // Without its wrapper, only the pane list (herdr always sends one) tells a snapshot from some
+    // other answer, to another request say; taken for a session without panes, that would make
+    // every pane vanish and come back as new with the next poll.
+    const JSONValue* panes = result.member(u"panes");
+    if (!panes || !panes->arrayValue())
+        return std::unexpected(DecodingError{u"panes: required key is missing"_s});
     return decode(result);
 }
 

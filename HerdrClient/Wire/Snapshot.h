@@ -70,7 +70,8 @@ struct Snapshot {
     // The panes in order, keeping the first record of each pane id.
     std::vector<PaneInfo> uniquePanes() const;
 
-    // Decodes the result of `session.snapshot`: its `snapshot` member when present, else the whole.
+    // Decodes the result of `session.snapshot`: its `snapshot` member when present, else the whole
+    // result, which must then hold the pane list.
     static Decoded<Snapshot> fromResult(const JSONValue& result);
     static Decoded<Snapshot> decode(const JSONValue& value);
     JSONValue asJSONValue() const;

@@ -4,6 +4,7 @@
 
 #include <arpa/inet.h>
 #include <cerrno>
+#include <chrono>
 #include <cmath>
 #include <cstring>
 #include <netinet/in.h>
@@ -21,17 +22,22 @@ SocketConnection::~SocketConnection()
     close();
 }
 
+void SocketConnection::setTimeout(int fd, int option, double seconds)
+{
+    const double whole = std::floor(seconds);
+    timeval tv{};
+    tv.tv_sec = time_t(whole);
+    tv.tv_usec = suseconds_t((seconds - whole) * 1'000'000.0);
+    // A socket without the timeout still works; it only blocks for longer.
+    (void)::setsockopt(fd, SOL_SOCKET, option, &tv, sizeof tv);
+}
+
 void SocketConnection::configureTimeout(int fd) const
 {
     if (!m_ioTimeout)
         return;
-    const double whole = std::floor(*m_ioTimeout);
-    timeval tv{};
-    tv.tv_sec = time_t(whole);
-    tv.tv_usec = suseconds_t((*m_ioTimeout - whole) * 1'000'000.0);
-    // A socket without the timeout still works; it only blocks for longer.
-    (void)::setsockopt(fd, SOL_SOCKET, SO_RCVTIMEO, &tv, sizeof tv);
-    (void)::setsockopt(fd, SOL_SOCKET, SO_SNDTIMEO, &tv, sizeof tv);
+    setTimeout(fd, SO_RCVTIMEO, *m_ioTimeout);
+    setTimeout(fd, SO_SNDTIMEO, *m_ioTimeout);
 }
 
 std::expected<void, SocketError> SocketConnection::connect()
@@ -102,6 +108,14 @@ std::expected<void, SocketError> SocketConnection::writeLine(const QByteArray& d
 
 std::expected<std::optional<QByteArray>, SocketError> SocketConnection::readLine()
 {
+    using Clock = std::chrono::steady_clock;
+    // The socket's own timeout counts per read; a server sending a byte now and then would never
+    // trip it, so each read gets only what is left of the line's time.
+    const std::optional<Clock::time_point> deadline =
+        m_ioTimeout ? std::optional(Clock::now()
+                                    + std::chrono::duration_cast<Clock::duration>(
+                                        std::chrono::duration<double>(*m_ioTimeout)))
+                    : std::nullopt;
     char chunk[8192];
     for (;;) {
         if (const qsizetype newline = m_readBuffer.indexOf('\n'); newline >= 0) {
@@ -112,6 +126,13 @@ std::expected<std::optional<QByteArray>, SocketError> SocketConnection::readLine
         const int fd = m_fd.load();
         if (fd < 0)
             return std::unexpected(SocketError::closed());
+        if (deadline) {
+            const double left = std::chrono::duration<double>(*deadline - Clock::now()).count();
+            // A zero timeval would mean no timeout at all.
+            if (left < 1e-6)
+                return std::unexpected(SocketError::timedOut());
+            setTimeout(fd, SO_RCVTIMEO, left);
+        }
         const ssize_t n = ::recv(fd, chunk, sizeof chunk, 0);
         if (n > 0) {
             m_readBuffer.append(chunk, n);

@@ -22,7 +22,8 @@ public:
     // Writes `data` and one newline.
     std::expected<void, SocketError> writeLine(const QByteArray& data);
     // The next line without its newline; nothing at a clean end of stream. Bytes before an end of
-    // stream without a newline are a last line.
+    // stream without a newline are a last line. With a timeout, the whole line must arrive within
+    // it, however the bytes trickle in.
     std::expected<std::optional<QByteArray>, SocketError> readLine();
     void close();
     // Ends the connection from another thread: a blocked read returns at once with end of stream.
@@ -33,6 +34,7 @@ public:
 
 private:
     void configureTimeout(int fd) const;
+    static void setTimeout(int fd, int option, double seconds);
 
     std::atomic<int> m_fd{-1};
     QByteArray m_readBuffer;

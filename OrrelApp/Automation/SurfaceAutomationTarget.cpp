@@ -1,5 +1,6 @@
 #include "OrrelApp/Automation/SurfaceAutomationTarget.h"
 
+#include "HerdrClient/Support/SaveFileCommit.h"
 #include "OrrelApp/Automation/NotificationAutomation.h"
 #include "OrrelApp/Surface/OrrelSurfaceModel.h"
 #include "OrrelApp/Surface/OrrelViewModel.h"
@@ -108,8 +109,8 @@ std::expected<QJsonObject, QString> SurfaceAutomationTarget::screenshot(const QS
     QImageWriter writer(&file, "png");
     if (!writer.write(image))
         return std::unexpected(u"Could not write %1: %2"_s.arg(path, writer.errorString()));
-    if (!file.commit())
-        return std::unexpected(u"Could not write %1: %2"_s.arg(path, file.errorString()));
+    if (const auto committed = commitSaveFile(file); !committed)
+        return std::unexpected(u"Could not write %1: %2"_s.arg(path, committed.error()));
     return QJsonObject{
         {u"path"_s, path}, {u"width"_s, image.width()}, {u"height"_s, image.height()}};
 }

@@ -13,8 +13,11 @@ namespace {
 SessionRuntime::Dependencies defaultDependencies(const ResolvedSession& session)
 {
     SessionRuntime::Dependencies dependencies;
-    // No request timeout: a poll waits as long as herdr takes, and a dead socket fails by itself.
-    dependencies.client = std::make_unique<HerdrClient>(session.endpoint);
+    // A healthy herdr answers at once. Without a bound, a herdr that accepts and then says
+    // nothing, or sends a byte now and then, holds the poll for ever and the session keeps
+    // looking connected; five seconds is also what herdr gives a request line to arrive.
+    constexpr double requestTimeout = 5.0;
+    dependencies.client = std::make_unique<HerdrClient>(session.endpoint, requestTimeout);
     return dependencies;
 }
 

@@ -125,6 +125,22 @@ bool FakeHerdrServer::start()
 
 void FakeHerdrServer::stop()
 {
+    shutDown(false);
+}
+
+bool FakeHerdrServer::restart()
+{
+    shutDown(true);
+    return start();
+}
+
+void FakeHerdrServer::removeSocketFile()
+{
+    QFile::remove(m_socketPath);
+}
+
+void FakeHerdrServer::shutDown(bool keepPath)
+{
     if (m_listenFd < 0)
         return;
     {
@@ -149,7 +165,7 @@ void FakeHerdrServer::stop()
     ::close(m_wakePipe[1]);
     m_wakePipe[0] = m_wakePipe[1] = -1;
     QFile::remove(m_socketPath);
-    if (!m_temporaryDirectory.isEmpty()) {
+    if (!keepPath && !m_temporaryDirectory.isEmpty()) {
         QDir(m_temporaryDirectory).removeRecursively();
         m_temporaryDirectory.clear();
         m_socketPath.clear();
@@ -284,6 +300,30 @@ void FakeHerdrServer::publishRaw(const QByteArray& line)
         sendTo(*s, line.endsWith('\n') ? line : line + '\n');
 }
 
+void FakeHerdrServer::dropSubscribers(const QByteArray& lastBytes)
+{
+    std::lock_guard lock(m_mutex);
+    for (const auto& s : m_subscribers) {
+        if (!lastBytes.isEmpty())
+            sendTo(*s, lastBytes);
+        s->alive = false;
+        ::shutdown(s->fd, SHUT_RDWR);
+    }
+}
+
+void FakeHerdrServer::trickle(int fd, const QByteArray& bytes, std::chrono::milliseconds interval)
+{
+    for (qsizetype i = 0; i < bytes.size(); ++i) {
+        if (i > 0) {
+            std::unique_lock lock(m_mutex);
+            if (m_changed.wait_for(lock, interval, [&] { return m_stopping; }))
+                return;
+        }
+        if (!writeAll(fd, bytes.mid(i, 1)))
+            return; // the client gave up
+    }
+}
+
 void FakeHerdrServer::sendTo(Subscriber& subscriber, const QByteArray& line)
 {
     if (subscriber.alive && !writeAll(subscriber.fd, line)) {
@@ -390,12 +430,13 @@ void FakeHerdrServer::serve(int fd)
         const FakeReply reply = handler(request);
         switch (reply.kind) {
         case FakeReply::Kind::result:
-            writeAll(fd, replyLine(request.id, u"result"_s, reply.value));
+            writeAll(fd, replyLine(reply.replyID.value_or(request.id), u"result"_s, reply.value));
             break;
         case FakeReply::Kind::error:
-            writeAll(fd, errorLine(request.id, reply.code, reply.message));
+            writeAll(fd, errorLine(reply.replyID.value_or(request.id), reply.code, reply.message));
             break;
         case FakeReply::Kind::raw: writeAll(fd, reply.bytes); break;
+        case FakeReply::Kind::trickle: trickle(fd, reply.bytes, reply.interval); break;
         case FakeReply::Kind::silent: {
             std::unique_lock lock(m_mutex);
             m_changed.wait(lock, [&] { return m_stopping; });

@@ -28,28 +28,59 @@ struct FakeRequest {
 
 // What the fake server does with one request.
 struct FakeReply {
-    enum class Kind { result, error, raw, silent, closeWithoutReply };
+    enum class Kind { result, error, raw, silent, closeWithoutReply, trickle };
 
     Kind kind = Kind::result;
     JSONValue value;  // result: the result object; error: unused
     QString code;     // error
     QString message;  // error
-    QByteArray bytes; // raw: written as they are, then the connection closes
+    QByteArray bytes; // raw, trickle: written as they are, then the connection closes
+    std::chrono::milliseconds interval{0}; // trickle: the pause before each byte after the first
+    std::optional<QString> replyID;        // result, error: the id to answer with instead
 
     static FakeReply result(JSONValue value)
     {
-        return {Kind::result, std::move(value), {}, {}, {}};
+        FakeReply reply;
+        reply.value = std::move(value);
+        return reply;
     }
     // herdr's `{"type":"ok"}`.
     static FakeReply ok();
     static FakeReply error(QString code, QString message)
     {
-        return {Kind::error, {}, std::move(code), std::move(message), {}};
+        FakeReply reply = of(Kind::error);
+        reply.code = std::move(code);
+        reply.message = std::move(message);
+        return reply;
     }
-    static FakeReply raw(QByteArray bytes) { return {Kind::raw, {}, {}, {}, std::move(bytes)}; }
+    static FakeReply raw(QByteArray bytes) { return of(Kind::raw, std::move(bytes)); }
     // Accepts and never answers, until the server stops.
-    static FakeReply silent() { return {Kind::silent, {}, {}, {}, {}}; }
-    static FakeReply closeWithoutReply() { return {Kind::closeWithoutReply, {}, {}, {}, {}}; }
+    static FakeReply silent() { return of(Kind::silent); }
+    static FakeReply closeWithoutReply() { return of(Kind::closeWithoutReply); }
+    // `bytes` one at a time, `interval` apart, on the server's own timer; the connection closes
+    // after the last one, or as soon as the client or the server goes.
+    static FakeReply trickle(QByteArray bytes, std::chrono::milliseconds interval)
+    {
+        FakeReply reply = of(Kind::trickle, std::move(bytes));
+        reply.interval = interval;
+        return reply;
+    }
+    // The same answer under another request id.
+    FakeReply withID(QString id) const
+    {
+        FakeReply reply = *this;
+        reply.replyID = std::move(id);
+        return reply;
+    }
+
+private:
+    static FakeReply of(Kind kind, QByteArray bytes = {})
+    {
+        FakeReply reply;
+        reply.kind = kind;
+        reply.bytes = std::move(bytes);
+        return reply;
+    }
 };
 
 // A herdr server on a real Unix socket that answers like herdr: one request per connection,
@@ -69,6 +100,12 @@ public:
     bool start();
     // Closes the socket, ends every connection and event stream, and removes the socket file.
     void stop();
+    // Stops and starts again at the same path, as a restarted herdr: every connection and event
+    // stream ends, the socket file is made anew. Handlers and the request log are kept.
+    bool restart();
+    // Unlinks the socket file while the server runs: open connections and streams go on, new
+    // connections find nothing there until `restart`.
+    void removeSocketFile();
     QString socketPath() const { return m_socketPath; }
     QString lastError() const { return m_lastError; }
 
@@ -90,6 +127,9 @@ public:
     void publish(const QString& event, const JSONValue& data);
     // Writes a line to every subscriber as it is, whatever it subscribed to.
     void publishRaw(const QByteArray& line);
+    // Ends every event stream while the server keeps running, after writing `lastBytes` to each
+    // as they are (a line cut short, say).
+    void dropSubscribers(const QByteArray& lastBytes = {});
     std::size_t subscriberCount() const;
     // Each waits until the count is at least (at most) `count`, or the deadline passes.
     bool waitForSubscribers(std::size_t count, std::chrono::milliseconds timeout) const;
@@ -105,6 +145,8 @@ private:
     void acceptLoop();
     void serve(int fd);
     void serveSubscribe(int fd, const FakeRequest& request);
+    void trickle(int fd, const QByteArray& bytes, std::chrono::milliseconds interval);
+    void shutDown(bool keepPath);
     bool writeAll(int fd, const QByteArray& bytes);
     // Writes to a live subscriber, with the mutex held; a failed write ends its stream.
     void sendTo(Subscriber& subscriber, const QByteArray& line);

@@ -1,6 +1,7 @@
-// fake-herdr --socket PATH --scenario FILE
+// fake-herdr --socket PATH --scenario FILE [--request-log FILE]
 // A herdr stand-in for people and end-to-end runs: serves a scenario file, and reloads it when it
 // changes, telling subscribers what changed as herdr would (status events, creations, closings).
+// With a request log, every request line is appended to it as it arrives.
 #include "tests/support/FakeHerdrServer.h"
 #include "tests/support/FakeScenario.h"
 
@@ -10,6 +11,7 @@
 #include <atomic>
 #include <csignal>
 #include <cstdio>
+#include <mutex>
 #include <thread>
 
 using namespace Qt::StringLiterals;
@@ -30,7 +32,7 @@ QByteArray contents(const QString& path)
 
 int usage()
 {
-    std::fputs("usage: fake-herdr --socket PATH --scenario FILE\n", stderr);
+    std::fputs("usage: fake-herdr --socket PATH --scenario FILE [--request-log FILE]\n", stderr);
     return 2;
 }
 } // namespace
@@ -39,12 +41,15 @@ int main(int argc, char* argv[])
 {
     QString socketPath;
     QString scenarioPath;
+    QString requestLogPath;
     for (int i = 1; i < argc; ++i) {
         const QString arg = QString::fromLocal8Bit(argv[i]);
         if (arg == u"--socket" && i + 1 < argc)
             socketPath = QString::fromLocal8Bit(argv[++i]);
         else if (arg == u"--scenario" && i + 1 < argc)
             scenarioPath = QString::fromLocal8Bit(argv[++i]);
+        else if (arg == u"--request-log" && i + 1 < argc)
+            requestLogPath = QString::fromLocal8Bit(argv[++i]);
         else
             return usage();
     }
@@ -57,6 +62,15 @@ int main(int argc, char* argv[])
         return 1;
     }
     FakeHerdrServer server(socketPath);
+    std::mutex logLock;
+    if (!requestLogPath.isEmpty()) {
+        server.setArrivalHook([&](std::size_t, const FakeRequest& request) {
+            std::lock_guard guard(logLock);
+            QFile log(requestLogPath);
+            if (log.open(QIODevice::WriteOnly | QIODevice::Append))
+                log.write(request.line + '\n');
+        });
+    }
     if (!server.start()) {
         std::fprintf(stderr, "fake-herdr: couldn't listen at %s: %s\n", qPrintable(socketPath),
                      qPrintable(server.lastError()));
