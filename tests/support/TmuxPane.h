@@ -61,8 +61,8 @@ struct TerminalPane {
     AgentStatus otherwise = AgentStatus::unknown;
 
     // From the keys "tmux" (the target), "tmux_socket" (a socket name, as -L),
-    // "tmux_socket_path" (as -S), "blocked_when" (a regular expression, ^ and $ at every line)
-    // and "agent_status" of a scenario pane; nothing when "tmux" is absent.
+    // "tmux_socket_path" (as -S) and "blocked_when" (a regular expression, ^ and $ at every line)
+    // of a scenario pane; nothing when "tmux" is absent. `otherwise` is left to the caller.
     static std::expected<std::optional<TerminalPane>, QString> fromPaneJSON(const JSONValue& pane);
     static constexpr std::array<const char16_t*, 4> paneKeys = {
         u"tmux", u"tmux_socket", u"tmux_socket_path", u"blocked_when"};
