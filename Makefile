@@ -1,7 +1,7 @@
 # The two commands of the README: `make run` and `make test`.
 JOBS ?= $(shell nproc)
 
-.PHONY: run demo test deb deps build-release build-ci bench soak clean format format-check tidy
+.PHONY: run demo test test-agents deb deps build-release build-ci bench soak clean format format-check tidy
 
 SOURCES = git ls-files '*.h' '*.cpp'
 # clang-tidy 14 cannot parse libstdc++ 12's <expected>, and neither 14 nor 16 accepts -std=c++23:
@@ -28,6 +28,13 @@ demo: build-release
 
 test: build-ci
 	ctest --preset ci -j $(JOBS)
+
+# The readers and the planned keys against the real agents (scripts/test-agents): opt-in, since it
+# needs node and npm and installs the agents under $LAB on first use.
+test-agents: deps
+	cmake --preset ci
+	cmake --build --preset ci -j $(JOBS) --target orrelctl fake-herdr
+	scripts/test-agents build/ci
 
 # The Debian package in build/package/, then lintian's verdict on it. It gives no error and no
 # warning; of its informational tags, binary-has-unneeded-section .comment remains, because

@@ -3,6 +3,8 @@
 add_library(FakeHerdr STATIC
     ${CMAKE_CURRENT_LIST_DIR}/FakeHerdrServer.cpp ${CMAKE_CURRENT_LIST_DIR}/FakeHerdrServer.h
     ${CMAKE_CURRENT_LIST_DIR}/FakeScenario.cpp ${CMAKE_CURRENT_LIST_DIR}/FakeScenario.h
+    ${CMAKE_CURRENT_LIST_DIR}/FakeScenarioTerminals.cpp
+    ${CMAKE_CURRENT_LIST_DIR}/TmuxPane.cpp ${CMAKE_CURRENT_LIST_DIR}/TmuxPane.h
 )
 target_link_libraries(FakeHerdr PUBLIC HerdrClient)
 

@@ -214,10 +214,19 @@ std::expected<FakeScenario, QString> FakeScenario::fromJSON(const JSONValue& sce
                 pane.reactions.push_back(std::move(*reaction));
             }
         }
+        auto terminal = TerminalPane::fromPaneJSON(entry);
+        if (!terminal)
+            return std::unexpected(terminal.error());
+        pane.terminal = std::move(*terminal);
         record.erase(u"screen"_s);
         record.erase(u"screen_files"_s);
         record.erase(u"after_keys"_s);
+        for (const auto* key : TerminalPane::paneKeys)
+            record.erase(QString::fromUtf16(key));
         pane.record = completePane(JSONValue(std::move(record)));
+        if (pane.terminal)
+            pane.terminal->otherwise =
+                agentStatusFromString(memberString(pane.record, u"agent_status"));
         result.m_panes.push_back(std::move(pane));
     }
     return result;
@@ -280,6 +289,8 @@ void FakeScenario::install(FakeHerdrServer& server)
                         u"unsupported key %1"_s.arg(key.stringValue().value_or(key.description())));
             }
         }
+        if (auto sent = sendToTerminal(r))
+            return *sent;
         react(r);
         return FakeReply::ok();
     };
@@ -360,23 +371,38 @@ FakeReply FakeScenario::read(const JSONValue& params) const
     const QString source = memberString(params, u"source");
     const QString format =
         memberString(params, u"format").isEmpty() ? u"text"_s : memberString(params, u"format");
-    std::lock_guard lock(m_mutex);
-    const Pane* pane = find(id);
-    if (!pane)
+    std::unique_lock lock(m_mutex);
+    const Pane* found = find(id);
+    if (!found)
         return paneNotFound(id);
-    QString text;
-    if (source == u"visible")
-        text = format == u"ansi" ? pane->screen.visible : stripColour(pane->screen.visible);
-    else if (source == u"detection")
-        text = pane->screen.detection.value_or(stripColour(pane->screen.visible));
-    else if (source == u"recent" || source == u"recent_unwrapped")
-        text = pane->screen.recent.value_or(stripColour(pane->screen.visible));
-    else
+    const Pane pane = *found;
+    lock.unlock();
+    const auto readSource = readSourceFromString(source);
+    if (!readSource)
         return FakeReply::error(u"invalid_request"_s,
                                 u"invalid request: unknown variant `%1`"_s.arg(source));
+    std::optional<qint64> lines;
+    if (const JSONValue* count = params.member(u"lines"); count && count->intValue())
+        lines = *count->intValue();
+    QString text;
+    if (pane.terminal) {
+        const auto read = pane.terminal->tmux->read(*readSource, format == u"ansi");
+        if (!read)
+            return FakeReply::error(u"internal_error"_s, read.error());
+        text = *read;
+        if (!lines
+            && (*readSource == ReadSource::recent || *readSource == ReadSource::recentUnwrapped))
+            lines = 80;
+    } else if (*readSource == ReadSource::visible) {
+        text = format == u"ansi" ? pane.screen.visible : stripColour(pane.screen.visible);
+    } else if (*readSource == ReadSource::detection) {
+        text = pane.screen.detection.value_or(stripColour(pane.screen.visible));
+    } else {
+        text = pane.screen.recent.value_or(stripColour(pane.screen.visible));
+    }
     bool truncated = false;
-    if (const JSONValue* lines = params.member(u"lines"); lines && lines->intValue()) {
-        const QString cut = lastLines(text, std::min<qint64>(*lines->intValue(), 1000));
+    if (lines) {
+        const QString cut = lastLines(text, std::min<qint64>(*lines, 1000));
         truncated = cut.size() != text.size();
         text = cut;
     }
@@ -384,8 +410,8 @@ FakeReply FakeScenario::read(const JSONValue& params) const
         {{u"type"_s, u"pane_read"_s},
          {u"read"_s,
           JSONValue::object({{u"pane_id"_s, id},
-                             {u"workspace_id"_s, memberString(pane->record, u"workspace_id")},
-                             {u"tab_id"_s, memberString(pane->record, u"tab_id")},
+                             {u"workspace_id"_s, memberString(pane.record, u"workspace_id")},
+                             {u"tab_id"_s, memberString(pane.record, u"tab_id")},
                              {u"source"_s, source},
                              {u"format"_s, source == u"detection" ? u"text"_s : format},
                              {u"text"_s, text},
@@ -439,7 +465,7 @@ void FakeScenario::addPane(const JSONValue& pane, FakeScreen screen)
         std::lock_guard lock(m_mutex);
         if (find(memberString(record, u"pane_id")))
             return;
-        m_panes.push_back(Pane{record, std::move(screen), {}});
+        m_panes.push_back(Pane{record, std::move(screen), {}, {}});
     }
     publish(u"pane_created"_s,
             JSONValue::object({{u"type"_s, u"pane_created"_s}, {u"pane"_s, record}}));
@@ -491,11 +517,15 @@ void FakeScenario::transitionTo(const FakeScenario& next)
                 existing->record = p.record;
                 existing->screen = p.screen;
                 existing->reactions = p.reactions;
+                existing->terminal = p.terminal;
             }
         }
-        if (!known)
+        if (!known) {
             addPane(p.record, p.screen);
-        else if (previousStatus != memberString(p.record, u"agent_status"))
+            std::lock_guard lock(m_mutex);
+            if (Pane* added = find(id))
+                added->terminal = p.terminal;
+        } else if (previousStatus != memberString(p.record, u"agent_status"))
             publish(u"pane.agent_status_changed"_s, statusEventData(p.record));
     }
 }

@@ -3,6 +3,7 @@
 #include "HerdrClient/Wire/AgentStatus.h"
 #include "HerdrClient/Wire/JSONValue.h"
 #include "tests/support/FakeHerdrServer.h"
+#include "tests/support/TmuxPane.h"
 
 #include <QString>
 
@@ -42,10 +43,13 @@ struct FakeReaction {
 //              "screen":{"visible":"...","detection":"...","recent":"..."},
 //              "screen_files":{"visible":"claude.ansi"},
 //              "after_keys":[{"keys":["1","enter"],"screen":{"visible":"..."},"agent_status":"working"},
-//                            {"text":"hello","screen":{"visible":"..."}}]}]}
+//                            {"text":"hello","screen":{"visible":"..."}}]},
+//             {"pane_id":"w1:p2","agent":"codex","agent_status":"working",
+//              "tmux":"codex","tmux_socket":"agentlab","blocked_when":"^  Would you like"}]}
 // Pane records take herdr's keys; missing required ones are filled in. `screen_files` are read
 // relative to the scenario file and win over `screen`. `after_keys` holds the pane's
-// reactions (see FakeReaction), in order.
+// reactions (see FakeReaction), in order. A pane with `tmux` is a real terminal (see
+// TerminalPane): its screens are read from tmux, sends go to it, and it has no reactions.
 class FakeScenario {
 public:
     static std::expected<FakeScenario, QString> fromJSON(const JSONValue& scenario,
@@ -69,6 +73,9 @@ public:
     void addReaction(const QString& paneID, FakeReaction reaction);
     // Moves to `next`, publishing status events, creations and closings for what differs.
     void transitionTo(const FakeScenario& next);
+    // Moves the status of every tmux pane by its rule, told to subscribers as any status change.
+    // Returns what could not be read; those panes keep their status.
+    std::vector<QString> refreshTerminals();
 
     JSONValue snapshotJSON() const;
     std::vector<QString> paneIDs() const;
@@ -78,10 +85,13 @@ private:
         JSONValue record;
         FakeScreen screen;
         std::vector<FakeReaction> reactions;
+        std::optional<TerminalPane> terminal;
     };
     // Fires the first reaction of the pane that matches an accepted send.
     void react(const FakeRequest& request);
     FakeReply read(const JSONValue& params) const;
+    // Sends to the pane's terminal; nothing when the pane has none.
+    std::optional<FakeReply> sendToTerminal(const FakeRequest& request);
     bool hasPane(const QString& paneID) const;
     const Pane* find(const QString& paneID) const;
     Pane* find(const QString& paneID);

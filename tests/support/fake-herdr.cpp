@@ -2,12 +2,15 @@
 // A herdr stand-in for people and end-to-end runs: serves a scenario file, and reloads it when it
 // changes, telling subscribers what changed as herdr would (status events, creations, closings).
 // With a request log, every request line is appended to it as it arrives.
+// Panes that are tmux panes are looked at on every turn, so that their statuses follow their
+// screens.
 #include "tests/support/FakeHerdrServer.h"
 #include "tests/support/FakeScenario.h"
 
 #include <QFile>
 #include <QStringList>
 
+#include <algorithm>
 #include <atomic>
 #include <csignal>
 #include <cstdio>
@@ -84,8 +87,16 @@ int main(int argc, char* argv[])
     std::fflush(stdout);
 
     QByteArray seen = contents(scenarioPath);
+    std::vector<QString> terminalFailures;
     while (!stopRequested) {
         std::this_thread::sleep_for(std::chrono::milliseconds(100));
+        // Told once each, not on every turn, while a tmux pane cannot be read.
+        auto failures = scenario->refreshTerminals();
+        for (const auto& failure : failures) {
+            if (std::ranges::find(terminalFailures, failure) == terminalFailures.end())
+                std::fprintf(stderr, "fake-herdr: %s\n", qPrintable(failure));
+        }
+        terminalFailures = std::move(failures);
         const QByteArray now = contents(scenarioPath);
         if (now.isEmpty() || now == seen)
             continue;
