@@ -56,8 +56,8 @@ public:
     FakeScenario(const FakeScenario& other);
     FakeScenario& operator=(const FakeScenario& other);
 
-    // Answers ping, session.snapshot, pane.read, pane.get, pane.send_text, pane.send_keys and the
-    // focus methods on `server`.
+    // Answers ping, session.snapshot, pane.read, pane.get, pane.send_text, pane.send_keys,
+    // pane.report_metadata (its tokens) and the focus methods on `server`.
     void install(FakeHerdrServer& server);
 
     // Changes, each told to subscribers of `server` (when installed) as herdr tells them.
@@ -82,6 +82,7 @@ private:
     // Fires the first reaction of the pane that matches an accepted send.
     void react(const FakeRequest& request);
     FakeReply read(const JSONValue& params) const;
+    FakeReply reportMetadata(const JSONValue& params);
     bool hasPane(const QString& paneID) const;
     const Pane* find(const QString& paneID) const;
     Pane* find(const QString& paneID);
