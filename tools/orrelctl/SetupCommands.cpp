@@ -15,8 +15,8 @@ QCoro::Task<int> runInstallOpenCodePlugin(CommandContext context)
     parser.addOption(QCommandLineOption(u"status"_s, u"only tell what is installed"_s));
     parser.addOption(QCommandLineOption(u"plan"_s, u"tell what an install would write"_s));
     parser.addOption(QCommandLineOption(u"uninstall"_s, u"remove the plugin this program put"_s));
-    parser.addOption(QCommandLineOption(
-        u"replace"_s, u"replace a different file, keeping it beside as orrel-sentry.ts.bak"_s));
+    parser.addOption(
+        QCommandLineOption(u"replace"_s, u"replace a different file, saving it as .bak"_s));
     if (!parseArguments(parser, context, usage))
         co_return ExitStatus::usage;
     const int modes = int(parser.isSet(u"status"_s)) + int(parser.isSet(u"plan"_s))
