@@ -91,6 +91,38 @@ QCoro::Task<OpenCodeNativeRequesting::Result<void>> postReply(OpenCodePaneDescri
     co_return co_await OpenCodeHTTPClient::post(std::move(older), limits);
 }
 
+QCoro::Task<OpenCodeNativeRequesting::Result<std::vector<OpenCodeQuestionRequest>>> fetchQuestions(
+    OpenCodePaneDescriptor descriptor, OpenCodeHTTPLimits limits)
+{
+    OpenCodeHTTPRequest request = get(descriptor, "question");
+    const auto json = co_await OpenCodeHTTPClient::fetchJSON(std::move(request), limits);
+    // A server from before questions has none to ask.
+    if (!json && isNotFound(std::unexpected(json.error())))
+        co_return std::vector<OpenCodeQuestionRequest>{};
+    if (!json)
+        co_return std::unexpected(json.error());
+    co_return decodeList<OpenCodeQuestionRequest>(*json);
+}
+
+OpenCodeHTTPRequest answerRequest(const OpenCodePaneDescriptor& descriptor,
+                                  const QString& requestID,
+                                  const std::vector<std::vector<QString>>& answers)
+{
+    JSONValue::Array lists;
+    for (const auto& labels : answers)
+        lists.push_back(JSONValue::fromStrings(labels));
+    const QByteArray target = "question/" + OpenCodeHTTPClient::segment(requestID) + "/reply";
+    return {"POST", descriptor.endpoint, target,
+            JSONValue::object({{u"answers"_s, JSONValue(std::move(lists))}}).serialized()};
+}
+
+OpenCodeHTTPRequest rejectRequest(const OpenCodePaneDescriptor& descriptor,
+                                  const QString& requestID)
+{
+    const QByteArray target = "question/" + OpenCodeHTTPClient::segment(requestID) + "/reject";
+    return {"POST", descriptor.endpoint, target, QByteArray("{}")};
+}
+
 } // namespace
 
 OpenCodeHTTPClient::OpenCodeHTTPClient(OpenCodeHTTPLimits limits) : m_limits(limits) {}
@@ -111,6 +143,24 @@ QCoro::Task<OpenCodeNativeRequesting::Result<void>> OpenCodeHTTPClient::reply(
     OpenCodePaneDescriptor descriptor, QString requestID, OpenCodePermissionReply reply)
 {
     return postReply(std::move(descriptor), std::move(requestID), reply, m_limits);
+}
+
+QCoro::Task<OpenCodeNativeRequesting::Result<std::vector<OpenCodeQuestionRequest>>>
+OpenCodeHTTPClient::pendingQuestions(OpenCodePaneDescriptor descriptor)
+{
+    return fetchQuestions(std::move(descriptor), m_limits);
+}
+
+QCoro::Task<OpenCodeNativeRequesting::Result<void>> OpenCodeHTTPClient::answerQuestion(
+    OpenCodePaneDescriptor descriptor, QString requestID, std::vector<std::vector<QString>> answers)
+{
+    return post(answerRequest(descriptor, requestID, answers), m_limits);
+}
+
+QCoro::Task<OpenCodeNativeRequesting::Result<void>> OpenCodeHTTPClient::rejectQuestion(
+    OpenCodePaneDescriptor descriptor, QString requestID)
+{
+    return post(rejectRequest(descriptor, requestID), m_limits);
 }
 
 QCoro::Task<OpenCodeNativeRequesting::Result<JSONValue>> OpenCodeHTTPClient::fetchJSON(

@@ -17,6 +17,12 @@ public:
     // The current path first; a server that does not know it (404) gets the older one, once.
     QCoro::Task<Result<void>> reply(OpenCodePaneDescriptor descriptor, QString requestID,
                                     OpenCodePermissionReply reply) override;
+    QCoro::Task<Result<std::vector<OpenCodeQuestionRequest>>> pendingQuestions(
+        OpenCodePaneDescriptor descriptor) override;
+    QCoro::Task<Result<void>> answerQuestion(OpenCodePaneDescriptor descriptor, QString requestID,
+                                             std::vector<std::vector<QString>> answers) override;
+    QCoro::Task<Result<void>> rejectQuestion(OpenCodePaneDescriptor descriptor,
+                                             QString requestID) override;
 
     // A 2xx answer's body as JSON; any other status, or a body that is not JSON, fails.
     static QCoro::Task<Result<JSONValue>> fetchJSON(OpenCodeHTTPRequest request,

@@ -4,8 +4,6 @@
 
 #include <QStringList>
 
-#include <ranges>
-
 using namespace Qt::StringLiterals;
 
 namespace {
@@ -24,16 +22,44 @@ QCoro::Task<OpenCodeNativeInteractionProvider::ReadingResult> readNative(
     if (!requests)
         co_return std::unexpected(requests.error());
     const auto request = Provider::newestRequest(*requests, descriptor->sessionID);
-    if (!request)
-        co_return std::unexpected(
-            OpenCodeNativeFailure(OpenCodeNativeProviderError::noPendingPermission(paneID)));
+    // A permission blocks the session's work first; a question waits behind it.
+    std::optional<OpenCodeQuestionRequest> question;
+    if (!request) {
+        const auto questions = co_await client->pendingQuestions(*descriptor);
+        if (!questions)
+            co_return std::unexpected(questions.error());
+        question = Provider::newestRequest(*questions, descriptor->sessionID);
+        if (!question)
+            co_return std::unexpected(
+                OpenCodeNativeFailure(OpenCodeNativeProviderError::noPendingPermission(paneID)));
+    }
 
     const auto prompt = co_await client->lastUserPrompt(*descriptor);
     const std::optional<QString> userPrompt = prompt ? *prompt : std::nullopt;
     PendingInteraction interaction =
-        Provider::approval(*request, paneID, agentID, paneRevision, userPrompt);
+        request ? Provider::approval(*request, paneID, agentID, paneRevision, userPrompt)
+                : Provider::question(*question, paneID, agentID, paneRevision, userPrompt);
     Provider::Reading reading{*descriptor, std::move(interaction)};
     co_return reading;
+}
+
+InteractionEvidence nativeEvidence(const std::optional<QString>& agentID,
+                                   const std::optional<quint64>& paneRevision)
+{
+    InteractionEvidence evidence;
+    evidence.source = InteractionSourceKind::native;
+    evidence.providerID = OpenCodeNativeInteractionProvider::providerID.toString();
+    evidence.agentID = agentID;
+    evidence.paneRevision = GenericScreenAdapter::evidenceRevision(paneRevision);
+    evidence.confidence = InteractionConfidence::exact;
+    return evidence;
+}
+
+std::optional<QString> joined(const std::vector<QString>& lines)
+{
+    if (lines.empty())
+        return std::nullopt;
+    return QStringList(lines.begin(), lines.end()).join(u'\n');
 }
 
 QCoro::Task<InteractionReadResult> readAsInteraction(
@@ -69,27 +95,11 @@ OpenCodeNativeInteractionProvider::read(QString paneID, std::optional<QString> a
                       paneRevision);
 }
 
-std::optional<OpenCodePermissionRequest> OpenCodeNativeInteractionProvider::newestRequest(
-    const std::vector<OpenCodePermissionRequest>& requests, const QString& sessionID)
-{
-    for (const auto& request : std::views::reverse(requests)) {
-        if (request.sessionID == sessionID)
-            return request;
-    }
-    return std::nullopt;
-}
-
 PendingInteraction OpenCodeNativeInteractionProvider::approval(
     const OpenCodePermissionRequest& request, const QString& paneID,
     const std::optional<QString>& agentID, const std::optional<quint64>& paneRevision,
     const std::optional<QString>& userPrompt)
 {
-    const auto joined = [](const std::vector<QString>& lines) -> std::optional<QString> {
-        if (lines.empty())
-            return std::nullopt;
-        return QStringList(lines.begin(), lines.end()).join(u'\n');
-    };
-
     std::vector<InteractionChoice> choices;
     choices.push_back(
         {InteractionChoiceKind::option, u"Allow Once"_s, u"Approve this request once."_s, {}, {}});
@@ -98,13 +108,6 @@ PendingInteraction OpenCodeNativeInteractionProvider::approval(
             {InteractionChoiceKind::option, u"Always Allow"_s, joined(request.always), {}, {}});
     choices.push_back(
         {InteractionChoiceKind::option, u"Deny"_s, u"Reject this request."_s, {}, {}});
-
-    InteractionEvidence evidence;
-    evidence.source = InteractionSourceKind::native;
-    evidence.providerID = providerID.toString();
-    evidence.agentID = agentID;
-    evidence.paneRevision = GenericScreenAdapter::evidenceRevision(paneRevision);
-    evidence.confidence = InteractionConfidence::exact;
 
     InteractionPresentation presentation;
     // No key is ever sent for a native prompt: the responder answers the server.
@@ -124,9 +127,63 @@ PendingInteraction OpenCodeNativeInteractionProvider::approval(
         .presentation = presentation,
         .capabilities = {InteractionCapability::approve, InteractionCapability::deny,
                          InteractionCapability::selectOne},
-        .evidence = std::move(evidence),
+        .evidence = nativeEvidence(agentID, paneRevision),
         .contentEvidence = std::nullopt,
         .userPromptContext = userPrompt,
         .safetyState = InteractionSafetyState::fresh,
     };
+}
+
+PendingInteraction OpenCodeNativeInteractionProvider::question(
+    const OpenCodeQuestionRequest& request, const QString& paneID,
+    const std::optional<QString>& agentID, const std::optional<quint64>& paneRevision,
+    const std::optional<QString>& userPrompt)
+{
+    PendingInteraction interaction{
+        .paneID = paneID,
+        .interactionID = request.id,
+        .kind = InteractionKind::question,
+        .title = std::nullopt,
+        .header = std::nullopt,
+        .body = std::nullopt,
+        .progress = std::nullopt,
+        .choices = {},
+        .steps = {},
+        .presentation = {},
+        .capabilities = {},
+        .evidence = nativeEvidence(agentID, paneRevision),
+        .contentEvidence = std::nullopt,
+        .userPromptContext = userPrompt,
+        .safetyState = InteractionSafetyState::fresh,
+    };
+    // No key is ever sent for a native prompt: the responder answers the server.
+    interaction.presentation.mechanism = InteractionMechanism::manual;
+
+    if (request.questions.size() != 1) {
+        std::vector<QString> lines;
+        for (const auto& asked : request.questions) {
+            interaction.steps.push_back({asked.header.value_or(asked.question), false, false});
+            lines.push_back(asked.question);
+        }
+        interaction.title = u"OpenCode asks %1 questions"_s.arg(request.questions.size());
+        interaction.body = joined(lines);
+        interaction.capabilities = {InteractionCapability::deny,
+                                    InteractionCapability::manualTerminal};
+        return interaction;
+    }
+
+    const auto& asked = request.questions.front();
+    interaction.title = asked.question;
+    if (asked.header && !asked.header->trimmed().isEmpty())
+        interaction.header = asked.header;
+    for (const auto& option : asked.options)
+        interaction.choices.push_back(
+            {InteractionChoiceKind::option, option.label, option.description, {}, {}});
+    interaction.capabilities = {InteractionCapability::selectOne, InteractionCapability::deny};
+    if (asked.custom) {
+        interaction.choices.push_back(
+            {InteractionChoiceKind::textEntry, u"Type your own answer"_s, std::nullopt, {}, {}});
+        interaction.capabilities.insert(InteractionCapability::enterText);
+    }
+    return interaction;
 }

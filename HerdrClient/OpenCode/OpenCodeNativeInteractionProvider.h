@@ -7,7 +7,8 @@
 #include <memory>
 
 // Reads an opencode pane from its server instead of its screen: the newest permission request of
-// the pane's session becomes an approval with the request's id.
+// the pane's session becomes an approval with the request's id; without one, the session's
+// newest question becomes a question, also with its request's id.
 //
 // The registry must outlive the provider; it is consulted only when a call starts. The client is
 // shared, so a call may outlive the provider.
@@ -37,9 +38,25 @@ public:
                                        const std::optional<quint64>& paneRevision,
                                        const std::optional<QString>& userPrompt);
 
-    // The newest request of the session, since the list runs from oldest to newest.
-    static std::optional<OpenCodePermissionRequest> newestRequest(
-        const std::vector<OpenCodePermissionRequest>& requests, const QString& sessionID);
+    // A request of one question: its options in order, then opencode's own answer row unless
+    // the question forbids it. A request of several questions is shown whole but can only be
+    // dismissed from here; its answers are given in the terminal. Either way no key is sent.
+    static PendingInteraction question(const OpenCodeQuestionRequest& request,
+                                       const QString& paneID, const std::optional<QString>& agentID,
+                                       const std::optional<quint64>& paneRevision,
+                                       const std::optional<QString>& userPrompt);
+
+    // The newest request of the session, since the lists run from oldest to newest.
+    template <class Request>
+    static std::optional<Request> newestRequest(const std::vector<Request>& requests,
+                                                const QString& sessionID)
+    {
+        for (auto it = requests.rbegin(); it != requests.rend(); ++it) {
+            if (it->sessionID == sessionID)
+                return *it;
+        }
+        return std::nullopt;
+    }
 
 private:
     const OpenCodePaneRegistry& m_registry;

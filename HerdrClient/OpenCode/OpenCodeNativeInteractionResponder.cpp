@@ -42,13 +42,24 @@ QCoro::Task<InteractionResponseOutcome> respondNatively(
     if (validated.fingerprint() != request.expectedFingerprint)
         co_return std::unexpected(
             InteractionResponderError::staleInteraction(request.expectedFingerprint, validated));
-    const auto reply = OpenCodeNativeInteractionResponder::reply(request.intent, validated);
-    if (!reply)
-        co_return std::unexpected(reply.error());
-
-    co_await tellPhase(onPhase, InteractionResponsePhase::sending);
-    const auto sent = co_await client->reply(fresh->descriptor,
-                                             validated.interactionID.value_or(QString()), *reply);
+    const QString requestID = validated.interactionID.value_or(QString());
+    OpenCodeNativeRequesting::Result<void> sent;
+    if (validated.kind == InteractionKind::question) {
+        const auto answer = OpenCodeNativeInteractionResponder::answer(request.intent, validated);
+        if (!answer)
+            co_return std::unexpected(answer.error());
+        co_await tellPhase(onPhase, InteractionResponsePhase::sending);
+        if (*answer)
+            sent = co_await client->answerQuestion(fresh->descriptor, requestID, **answer);
+        else
+            sent = co_await client->rejectQuestion(fresh->descriptor, requestID);
+    } else {
+        const auto reply = OpenCodeNativeInteractionResponder::reply(request.intent, validated);
+        if (!reply)
+            co_return std::unexpected(reply.error());
+        co_await tellPhase(onPhase, InteractionResponsePhase::sending);
+        sent = co_await client->reply(fresh->descriptor, requestID, *reply);
+    }
     if (!sent)
         co_return std::unexpected(InteractionResponseFailure(sent.error()));
 
@@ -97,4 +108,48 @@ OpenCodeNativeInteractionResponder::reply(const InteractionResponseIntent& inten
     default: break;
     }
     return std::unexpected(InteractionResponderError::unsupportedIntent(interaction.kind, intent));
+}
+
+std::expected<OpenCodeNativeInteractionResponder::QuestionAnswer, InteractionResponderError>
+OpenCodeNativeInteractionResponder::answer(const InteractionResponseIntent& intent,
+                                           const PendingInteraction& interaction)
+{
+    const auto unsupported =
+        std::unexpected(InteractionResponderError::unsupportedIntent(interaction.kind, intent));
+    const auto choiceOf = [&](qint64 index) -> const InteractionChoice* {
+        if (index < 0 || index >= qint64(interaction.choices.size()))
+            return nullptr;
+        return &interaction.choices[std::size_t(index)];
+    };
+    const auto typed = [](const QString& text) -> QuestionAnswer {
+        return std::vector<std::vector<QString>>{{text.trimmed()}};
+    };
+    const auto* answerRow = [&]() -> const InteractionChoice* {
+        for (const auto& choice : interaction.choices) {
+            if (choice.kind == InteractionChoiceKind::textEntry)
+                return &choice;
+        }
+        return nullptr;
+    }();
+
+    switch (intent.kind) {
+    case Intent::deny:
+    case Intent::cancel: return QuestionAnswer{};
+    case Intent::selectChoice:
+        if (const auto* choice = choiceOf(intent.index);
+            choice && choice->kind == InteractionChoiceKind::option)
+            return QuestionAnswer{std::vector<std::vector<QString>>{{choice->label}}};
+        break;
+    case Intent::submitChoiceText:
+        if (const auto* choice = choiceOf(intent.index);
+            choice && choice == answerRow && !intent.text.trimmed().isEmpty())
+            return typed(intent.text);
+        break;
+    case Intent::submitText:
+        if (answerRow && !intent.text.trimmed().isEmpty())
+            return typed(intent.text);
+        break;
+    default: break;
+    }
+    return unsupported;
 }

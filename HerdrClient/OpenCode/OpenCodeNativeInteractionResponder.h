@@ -27,6 +27,14 @@ public:
     static std::expected<OpenCodePermissionReply, InteractionResponderError> reply(
         const InteractionResponseIntent& intent, const PendingInteraction& interaction);
 
+    // What a question is answered with: the labels of its one question, or nothing to dismiss it.
+    using QuestionAnswer = std::optional<std::vector<std::vector<QString>>>;
+    // An option answers with its label; text in the answer row, or text submitted on its own,
+    // answers with the text; deny and cancel dismiss. A question of several parts can only be
+    // dismissed from here.
+    static std::expected<QuestionAnswer, InteractionResponderError> answer(
+        const InteractionResponseIntent& intent, const PendingInteraction& interaction);
+
 private:
     OpenCodeNativeInteractionProvider* m_provider;
     std::shared_ptr<OpenCodeNativeRequesting> m_client;

@@ -4,6 +4,7 @@
 #include "HerdrClient/OpenCode/OpenCodePaneDescriptor.h"
 #include "HerdrClient/OpenCode/OpenCodePermissionReply.h"
 #include "HerdrClient/OpenCode/OpenCodePermissionRequest.h"
+#include "HerdrClient/OpenCode/OpenCodeQuestionRequest.h"
 
 #include <QCoroTask>
 #include <QString>
@@ -28,4 +29,13 @@ public:
         OpenCodePaneDescriptor descriptor) = 0;
     virtual QCoro::Task<Result<void>> reply(OpenCodePaneDescriptor descriptor, QString requestID,
                                             OpenCodePermissionReply reply) = 0;
+    // Every pending question of all sessions, oldest first; none from a server without them.
+    virtual QCoro::Task<Result<std::vector<OpenCodeQuestionRequest>>> pendingQuestions(
+        OpenCodePaneDescriptor descriptor) = 0;
+    // One list of chosen labels (or typed answers) per question of the request.
+    virtual QCoro::Task<Result<void>> answerQuestion(OpenCodePaneDescriptor descriptor,
+                                                     QString requestID,
+                                                     std::vector<std::vector<QString>> answers) = 0;
+    virtual QCoro::Task<Result<void>> rejectQuestion(OpenCodePaneDescriptor descriptor,
+                                                     QString requestID) = 0;
 };

@@ -162,25 +162,38 @@ FakeHTTPReply FakeOpenCodeServer::answer(const FakeHTTPRequest& request)
     if (request.method == "POST" && segments.size() == 4 && segments[0] == u"session"_s
         && segments[2] == u"permissions"_s)
         return takeReply(segments[1], segments[3]);
+    if (segments.value(0) == u"question"_s && !m_questionRoutesSupported)
+        return notFound;
+    if (request.method == "GET" && segments == QStringList{u"question"_s})
+        return FakeHTTPReply::json(m_questions);
+    if (request.method == "POST" && segments.size() == 3 && segments[0] == u"question"_s
+        && (segments[2] == u"reply"_s || segments[2] == u"reject"_s))
+        return take(m_questions, {}, segments[1]);
     return notFound;
 }
 
 FakeHTTPReply FakeOpenCodeServer::takeReply(const QString& sessionID, const QString& requestID)
 {
+    return take(m_permissions, sessionID, requestID);
+}
+
+FakeHTTPReply FakeOpenCodeServer::take(JSONValue& list, const QString& sessionID,
+                                       const QString& requestID)
+{
     JSONValue::Array remaining;
     bool taken = false;
-    for (const JSONValue& permission : *m_permissions.arrayValue()) {
+    for (const JSONValue& entry : *list.arrayValue()) {
         const bool matches =
-            permission.member(u"id") && permission.member(u"id")->stringValue() == requestID
-            && (sessionID.isEmpty() || permission.member(u"sessionID")->stringValue() == sessionID);
+            entry.member(u"id") && entry.member(u"id")->stringValue() == requestID
+            && (sessionID.isEmpty() || entry.member(u"sessionID")->stringValue() == sessionID);
         if (matches && !taken)
             taken = true;
         else
-            remaining.push_back(permission);
+            remaining.push_back(entry);
     }
     if (!taken)
         return FakeHTTPReply::json(JSONValue::object({{u"name"_s, u"NotFoundError"_s}}), 404);
-    m_permissions = JSONValue(std::move(remaining));
+    list = JSONValue(std::move(remaining));
     return FakeHTTPReply::json(JSONValue(true));
 }
 

@@ -64,6 +64,11 @@ public:
     void setPermissions(JSONValue permissions) { m_permissions = std::move(permissions); }
     const JSONValue& permissions() const { return m_permissions; }
     void setMessages(const QString& sessionID, JSONValue messages);
+    // The JSON array that GET /question answers; a reply or a rejection takes its request out.
+    void setQuestions(JSONValue questions) { m_questions = std::move(questions); }
+    const JSONValue& questions() const { return m_questions; }
+    // A server from before questions answers their routes with 404.
+    void setQuestionRoutesSupported(bool supported) { m_questionRoutesSupported = supported; }
     // A server from before POST /permission/<id>/reply answers that route with 404.
     void setReplyRouteSupported(bool supported) { m_replyRouteSupported = supported; }
     // Answers "METHOD path" (the path without its query) with `reply`, before anything else.
@@ -78,6 +83,8 @@ private:
     void readFrom(QTcpSocket* socket);
     FakeHTTPReply answer(const FakeHTTPRequest& request);
     FakeHTTPReply takeReply(const QString& sessionID, const QString& requestID);
+    // Takes the request with `requestID` out of `list`; 404 when it is not there.
+    static FakeHTTPReply take(JSONValue& list, const QString& sessionID, const QString& requestID);
     static void write(QTcpSocket* socket, const FakeHTTPReply& reply);
 
     QHostAddress m_address;
@@ -85,6 +92,8 @@ private:
     JSONValue m_permissions = JSONValue(JSONValue::Array{});
     std::map<QString, JSONValue> m_messages;
     bool m_replyRouteSupported = true;
+    JSONValue m_questions = JSONValue(JSONValue::Array{});
+    bool m_questionRoutesSupported = true;
     std::map<QByteArray, FakeHTTPReply> m_overrides;
     std::vector<FakeHTTPRequest> m_requests;
     std::map<QTcpSocket*, QByteArray> m_buffers;

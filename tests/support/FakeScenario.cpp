@@ -294,6 +294,8 @@ void FakeScenario::install(FakeHerdrServer& server)
         react(r);
         return FakeReply::ok();
     };
+    server.setHandler(u"pane.report_metadata"_s,
+                      [this](const FakeRequest& r) { return reportMetadata(r.params); });
     server.setHandler(u"pane.send_keys"_s, sendHandler);
     server.setHandler(u"pane.send_text"_s, sendHandler);
     // herdr answers a focus with the record it focused.
@@ -565,4 +567,39 @@ void FakeScenario::react(const FakeRequest& request)
     }
     if (status)
         setPaneStatus(id, *status);
+}
+
+// Tokens only, as a patch the way herdr takes them: a text sets a key, null or an empty text
+// clears it, keys not named stay. A change bumps the revision and tells pane.updated.
+FakeReply FakeScenario::reportMetadata(const JSONValue& params)
+{
+    const QString id = memberString(params, u"pane_id");
+    const JSONValue* patch = params.member(u"tokens");
+    if (memberString(params, u"source").isEmpty() || (patch && !patch->objectValue()))
+        return FakeReply::error(u"invalid_request"_s, u"invalid request: source and tokens"_s);
+    std::lock_guard lock(m_mutex);
+    Pane* pane = find(id);
+    if (!pane)
+        return paneNotFound(id);
+    const JSONValue* present = pane->record.member(u"tokens");
+    JSONValue::Object tokens =
+        present && present->objectValue() ? *present->objectValue() : JSONValue::Object{};
+    const JSONValue::Object before = tokens;
+    for (const auto& [name, value] : patch ? *patch->objectValue() : JSONValue::Object{}) {
+        const QString text =
+            value.stringValue() ? value.stringValue()->trimmed().left(80) : QString();
+        if (text.isEmpty())
+            tokens.erase(name);
+        else
+            tokens.insert_or_assign(name, text);
+    }
+    if (tokens == before)
+        return FakeReply::ok();
+    pane->record = withMember(pane->record, u"tokens"_s, JSONValue(std::move(tokens)));
+    const JSONValue* revision = pane->record.member(u"revision");
+    const double next = (revision && revision->doubleValue() ? *revision->doubleValue() : 0) + 1;
+    pane->record = withMember(pane->record, u"revision"_s, next);
+    publish(u"pane_updated"_s,
+            JSONValue::object({{u"type"_s, u"pane_updated"_s}, {u"pane"_s, pane->record}}));
+    return FakeReply::ok();
 }

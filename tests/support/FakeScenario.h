@@ -60,8 +60,8 @@ public:
     FakeScenario(const FakeScenario& other);
     FakeScenario& operator=(const FakeScenario& other);
 
-    // Answers ping, session.snapshot, pane.read, pane.get, pane.send_text, pane.send_keys and the
-    // focus methods on `server`.
+    // Answers ping, session.snapshot, pane.read, pane.get, pane.send_text, pane.send_keys,
+    // pane.report_metadata (its tokens) and the focus methods on `server`.
     void install(FakeHerdrServer& server);
 
     // Changes, each told to subscribers of `server` (when installed) as herdr tells them.
@@ -92,6 +92,7 @@ private:
     FakeReply read(const JSONValue& params) const;
     // Sends to the pane's terminal; nothing when the pane has none.
     std::optional<FakeReply> sendToTerminal(const FakeRequest& request);
+    FakeReply reportMetadata(const JSONValue& params);
     bool hasPane(const QString& paneID) const;
     const Pane* find(const QString& paneID) const;
     Pane* find(const QString& paneID);

@@ -2,6 +2,7 @@
 #include "HerdrClient/Adapters/StandardScreenAdapters.h"
 #include "tools/orrelctl/Command.h"
 #include "tools/orrelctl/InteractionPrinting.h"
+#include "tools/orrelctl/PaneReaders.h"
 
 #include "HerdrClient/Interaction/ScreenInteractionProvider.h"
 #include "HerdrClient/Wire/PaneInfo.h"
@@ -235,8 +236,9 @@ QCoro::Task<int> runRead(CommandContext context)
         co_return context.fail(u"herdr's answer about pane %1 could not be read: %2"_s.arg(
             paneID, pane.error().errorDescription()));
 
-    ScreenInteractionProvider provider(*client, PromptClassifier(standardScreenAdapters()));
-    const auto interaction = co_await provider.interaction(paneID, pane->agent, pane->revision);
+    PaneReaders readers(*client, *pane);
+    const auto interaction =
+        co_await readers.provider.interaction(paneID, pane->agent, pane->revision);
     if (!interaction)
         co_return context.fail(interaction.error().errorDescription());
     printInteraction(context, parser, *interaction);

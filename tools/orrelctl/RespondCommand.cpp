@@ -1,6 +1,10 @@
 // respond: answers the prompt in a pane, but only the prompt the caller saw. The fingerprint that
 // `orrelctl read` printed is compared with a fresh read before any key goes out.
 #include "tools/orrelctl/Command.h"
+#include "tools/orrelctl/PaneReaders.h"
+
+#include "HerdrClient/OpenCode/OpenCodeNativeInteractionResponder.h"
+#include "HerdrClient/OpenCode/RoutedInteractionResponder.h"
 
 #include "HerdrClient/Adapters/StandardScreenAdapters.h"
 #include "HerdrClient/Interaction/ScreenInteractionProvider.h"
@@ -178,8 +182,11 @@ QCoro::Task<int> runRespond(CommandContext context)
             u"herdr's answer about pane %1 could not be read: %2. Nothing was sent."_s.arg(
                 arguments->paneID, pane.error().errorDescription()));
 
-    ScreenInteractionProvider provider(*client, PromptClassifier(standardScreenAdapters()));
-    InteractionResponder responder(provider, Actions(*client), Clock::system());
+    // A pane that names its opencode server is answered there, never with keys.
+    PaneReaders readers(*client, *pane);
+    InteractionResponder responder(readers.screen, Actions(*client), Clock::system());
+    OpenCodeNativeInteractionResponder native(readers.native, readers.openCode);
+    RoutedInteractionResponder routed(readers.registry, native, responder);
     InteractionResponseRequest request{arguments->paneID, pane->agent, pane->revision,
                                        arguments->fingerprint, receiptIntent(*arguments)};
     // Two statements, not one conditional: g++ 12 destroys the result of a co_await inside ?:
@@ -187,7 +194,7 @@ QCoro::Task<int> runRespond(CommandContext context)
     InteractionResponseOutcome outcome =
         std::unexpected(InteractionResponseFailure(InteractionPlanningError::unsupportedIntent));
     if (arguments->intent)
-        outcome = co_await responder.respond(request);
+        outcome = co_await routed.respond(request);
     else
         outcome = co_await responder.respondWithKeys(request, arguments->keys);
     if (!outcome)

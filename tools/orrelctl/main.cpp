@@ -1,6 +1,7 @@
 #include "tools/orrelctl/Command.h"
 
 #include <QCoreApplication>
+#include <algorithm>
 
 #include <cstdio>
 
@@ -10,8 +11,11 @@ namespace {
 int printHelp(QTextStream& stream)
 {
     stream << "usage: orrelctl COMMAND [OPTIONS]\n\nCommands:\n";
+    qsizetype width = 0;
     for (const auto& command : orrelctlCommands())
-        stream << "  " << command.name.leftJustified(12) << command.summary << '\n';
+        width = std::max(width, command.name.size() + 2);
+    for (const auto& command : orrelctlCommands())
+        stream << "  " << command.name.leftJustified(width) << command.summary << '\n';
     stream << "\nCommands that talk to herdr take --socket PATH or --session NAME, and --json.\n"
               "app talks to the running application at --automation-socket PATH (default: "
               "$ORRELSENTRY_AUTOMATION_SOCKET).\n"

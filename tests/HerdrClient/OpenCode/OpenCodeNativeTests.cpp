@@ -365,3 +365,116 @@ TEST(OpenCodeNative, ChunkedAnswersOverIPv6AreRead)
     EXPECT_EQ(server.requests().front().header("host"),
               "localhost:" + QByteArray::number(server.port()));
 }
+
+namespace {
+
+JSONValue databaseQuestion(const QString& id, const QString& sessionID, bool custom = true)
+{
+    auto option = [](const QString& label) {
+        return JSONValue::object({{u"label"_s, label}, {u"description"_s, label + u" db"_s}});
+    };
+    JSONValue::Object asked{
+        {u"question"_s, u"Which database?"_s},
+        {u"header"_s, u"Database"_s},
+        {u"options"_s, JSONValue::array({option(u"PostgreSQL"_s), option(u"SQLite"_s)})}};
+    if (!custom)
+        asked.emplace(u"custom"_s, false);
+    return JSONValue::object({{u"id"_s, id},
+                              {u"sessionID"_s, sessionID},
+                              {u"questions"_s, JSONValue::array({JSONValue(asked)})}});
+}
+
+} // namespace
+
+TEST(OpenCodeNative, AQuestionOfThePaneSessionIsReadAndAnsweredThroughItsServer)
+{
+    NativeFixture fixture;
+    fixture.server.setQuestions(JSONValue::array(
+        {databaseQuestion(u"que_1"_s, session), databaseQuestion(u"que_2"_s, u"ses_other"_s)}));
+    auto seen = fixture.read();
+    ASSERT_TRUE(seen) << seen.error().errorDescription().toStdString();
+    EXPECT_EQ(seen->kind, InteractionKind::question);
+    EXPECT_EQ(seen->interactionID, u"que_1"_s);
+    EXPECT_EQ(seen->title, u"Which database?"_s);
+    EXPECT_EQ(seen->header, u"Database"_s);
+    ASSERT_EQ(seen->choices.size(), 3u);
+    EXPECT_EQ(seen->choices[1].description, u"SQLite db"_s);
+    EXPECT_EQ(seen->choices[2].kind, InteractionChoiceKind::textEntry);
+    EXPECT_EQ(seen->presentation.mechanism, InteractionMechanism::manual);
+
+    const auto answered = fixture.respond(*seen, InteractionResponseIntent::selectChoice(1));
+    ASSERT_TRUE(answered);
+    ASSERT_EQ(fixture.posts().size(), 1u);
+    EXPECT_EQ(fixture.posts()[0].target, "/question/que_1/reply");
+    EXPECT_EQ(fixture.posts()[0].body, R"({"answers":[["SQLite"]]})");
+    EXPECT_FALSE(answered->settledInteraction);
+}
+
+TEST(OpenCodeNative, AQuestionTakesTypedAnswersAndDismissalsButNoOtherIntent)
+{
+    NativeFixture fixture;
+    fixture.server.setQuestions(JSONValue::array({databaseQuestion(u"que_1"_s, session)}));
+    auto seen = fixture.read();
+    ASSERT_TRUE(seen);
+    // A typed answer belongs in the answer row, not on an option.
+    EXPECT_FALSE(fixture.respond(*seen, InteractionResponseIntent::submitChoiceText(0, u"x"_s)));
+    EXPECT_FALSE(fixture.respond(*seen, InteractionResponseIntent::selectChoice(2)));
+    EXPECT_FALSE(fixture.respond(*seen, InteractionResponseIntent::approve()));
+    EXPECT_TRUE(fixture.posts().empty());
+
+    ASSERT_TRUE(fixture.respond(
+        *seen, InteractionResponseIntent::submitChoiceText(2, u"  CockroachDB "_s)));
+    ASSERT_EQ(fixture.posts().size(), 1u);
+    EXPECT_EQ(fixture.posts()[0].body, R"({"answers":[["CockroachDB"]]})");
+
+    fixture.server.setQuestions(JSONValue::array({databaseQuestion(u"que_2"_s, session, false)}));
+    seen = fixture.read();
+    ASSERT_TRUE(seen);
+    EXPECT_EQ(seen->choices.size(), 2u);
+    EXPECT_FALSE(fixture.respond(*seen, InteractionResponseIntent::submitText(u"mine"_s)));
+    ASSERT_TRUE(fixture.respond(*seen, InteractionResponseIntent::deny()));
+    ASSERT_EQ(fixture.posts().size(), 2u);
+    EXPECT_EQ(fixture.posts()[1].target, "/question/que_2/reject");
+    EXPECT_TRUE(fixture.server.questions().arrayValue()->empty());
+}
+
+TEST(OpenCodeNative, APermissionComesBeforeAQuestionAndAServerWithoutQuestionsHasNone)
+{
+    NativeFixture fixture;
+    fixture.server.setQuestions(JSONValue::array({databaseQuestion(u"que_1"_s, session)}));
+    fixture.server.setPermissions(JSONValue::array({permission(u"per_1"_s, session)}));
+    auto seen = fixture.read();
+    ASSERT_TRUE(seen);
+    EXPECT_EQ(seen->interactionID, u"per_1"_s);
+
+    fixture.server.setPermissions(JSONValue::array({}));
+    fixture.server.setQuestionRoutesSupported(false);
+    seen = fixture.read();
+    ASSERT_FALSE(seen);
+    EXPECT_EQ(seen.error().serverFailure()->reason(), u"noPendingPermission"_s);
+}
+
+TEST(OpenCodeNative, ARequestOfSeveralQuestionsIsShownWholeAndCanOnlyBeDismissed)
+{
+    const auto decoded = OpenCodeQuestionRequest::decode(JSONValue::object(
+        {{u"id"_s, u"que_1"_s},
+         {u"sessionID"_s, session},
+         {u"questions"_s,
+          JSONValue::array({JSONValue::object({{u"question"_s, u"First?"_s},
+                                               {u"header"_s, u"One"_s},
+                                               {u"options"_s, JSONValue::array({})}}),
+                            JSONValue::object({{u"question"_s, u"Second?"_s},
+                                               {u"options"_s, JSONValue::array({})}})})}}));
+    ASSERT_TRUE(decoded);
+    const auto shown = OpenCodeNativeInteractionProvider::question(*decoded, paneID, u"opencode"_s,
+                                                                   7, std::nullopt);
+    EXPECT_EQ(shown.body, u"First?\nSecond?"_s);
+    ASSERT_EQ(shown.steps.size(), 2u);
+    EXPECT_EQ(shown.steps[1].label, u"Second?"_s);
+    EXPECT_TRUE(shown.choices.empty());
+    using Responder = OpenCodeNativeInteractionResponder;
+    EXPECT_FALSE(Responder::answer(InteractionResponseIntent::submitText(u"a"_s), shown));
+    const auto dismissed = Responder::answer(InteractionResponseIntent::cancel(), shown);
+    ASSERT_TRUE(dismissed);
+    EXPECT_FALSE(dismissed->has_value());
+}
