@@ -1,5 +1,6 @@
 #include "HerdrClient/Adapters/CodexScreenAdapter.h"
 
+#include "HerdrClient/Adapters/CodexScreenText.h"
 #include "HerdrClient/Interaction/GenericScreenAdapter.h"
 #include "HerdrClient/Interaction/ScreenText.h"
 
@@ -10,45 +11,9 @@
 
 using namespace Qt::StringLiterals;
 
+using namespace CodexScreenText;
+
 namespace {
-
-struct CursorLine {
-    QString text;
-    bool selected = false;
-};
-
-// The line trimmed and without its cursor glyphs; each glyph is dropped once, in turn.
-CursorLine withoutCursor(QStringView line)
-{
-    CursorLine result{line.trimmed().toString(), false};
-    for (const QStringView glyph : ScreenText::cursorGlyphs) {
-        if (ScreenText::startsWithCharacter(result.text, glyph)) {
-            result.text = result.text.mid(glyph.size()).trimmed();
-            result.selected = true;
-        }
-    }
-    return result;
-}
-
-struct NumberedText {
-    qint64 number = 0;
-    QString remainder;
-};
-
-// "N. text" with N an integer of at least 1 and some text behind the dot.
-std::optional<NumberedText> numberedText(const QString& text)
-{
-    const qsizetype dot = text.indexOf(u'.');
-    if (dot < 0)
-        return std::nullopt;
-    const auto number = ScreenText::integerValue(QStringView(text).first(dot));
-    if (!number || *number < 1)
-        return std::nullopt;
-    QString remainder = text.mid(dot + 1).trimmed();
-    if (remainder.isEmpty())
-        return std::nullopt;
-    return NumberedText{*number, std::move(remainder)};
-}
 
 qsizetype leadingBlanks(QStringView line)
 {
@@ -58,60 +23,19 @@ qsizetype leadingBlanks(QStringView line)
     return count;
 }
 
-std::optional<QString> valueAfter(const QStringList& lines, QStringView key)
-{
-    for (const QString& line : lines) {
-        const QString trimmed = line.trimmed();
-        if (trimmed.startsWith(key)) {
-            QString value = trimmed.mid(key.size()).trimmed();
-            if (value.isEmpty())
-                return std::nullopt;
-            return value;
-        }
-    }
-    return std::nullopt;
-}
-
-InteractionEvidence exactEvidence(const ScreenAdapterInput& input, const QString& text)
-{
-    return InteractionEvidence{
-        .source = InteractionSourceKind::screen,
-        .providerID = CodexScreenAdapter::codexAdapterID.toString(),
-        .agentID = input.agentID,
-        .paneRevision = GenericScreenAdapter::evidenceRevision(input.paneRevision),
-        .confidence = InteractionConfidence::exact,
-        .capturedText = text,
-    };
-}
-
-template <class Option>
-std::optional<qint64> firstSelected(const std::vector<Option>& options)
-{
-    const auto found =
-        std::find_if(options.begin(), options.end(), [](const Option& o) { return o.selected; });
-    if (found == options.end())
-        return std::nullopt;
-    return qint64(found - options.begin());
-}
-
-InteractionChoice plainChoice(const CodexScreenAdapter::ParsedOption& option)
-{
-    InteractionChoice choice;
-    choice.kind = InteractionChoiceKind::option;
-    choice.label = option.label;
-    choice.description = option.description;
-    return choice;
-}
-
-QString withoutShortcutSuffix(QString label)
+QString withoutShortcutSuffix(const QString& label)
 {
     static const QRegularExpression letter =
         ScreenText::pattern(u"\\s+\\((?:y|p)\\)$"_s, QRegularExpression::CaseInsensitiveOption);
-    static const QRegularExpression escape =
-        ScreenText::pattern(u"\\s+\\(esc\\)$"_s, QRegularExpression::CaseInsensitiveOption);
-    label.remove(letter);
-    label.remove(escape);
-    return label;
+    return withoutKeySuffix(label, letter);
+}
+
+// The key a command approval's row names at its end.
+const QRegularExpression& commandShortcut()
+{
+    static const QRegularExpression shortcut =
+        ScreenText::pattern(u"\\((y|p|esc)\\)\\s*$"_s, QRegularExpression::CaseInsensitiveOption);
+    return shortcut;
 }
 
 } // namespace
@@ -122,6 +46,7 @@ const std::vector<std::vector<QStringView>>& CodexScreenAdapter::questionFooters
         {u"tab to add notes", u"enter to submit answer"},
         {u"tab to add notes", u"enter to submit all"},
         {u"tab or esc to clear notes", u"enter to submit all"},
+        {u"tab or esc to clear notes", u"enter to submit answer"},
     };
     return footers;
 }
@@ -144,23 +69,38 @@ PendingInteraction CodexScreenAdapter::parse(const ScreenAdapterInput& input) co
     if (lowered.contains(Markers::approvalTitle.toString().toLower())
         && lowered.contains(Markers::approvalFooter))
         reading = parseApproval(text, input);
+    else if (lowered.contains(Markers::editApprovalTitle.toString().toLower())
+             && lowered.contains(Markers::approvalFooter))
+        reading = parseEditApproval(text, input);
     else if (lowered.contains(Markers::reviewTitle.toString().toLower())
              && lowered.contains(Markers::reviewFooter))
         reading = parseReview(text, input);
     else if (hasQuestionFooter(lowered))
         reading = parseQuestion(text, input);
+    else if (lowered.contains(Markers::planFooter))
+        reading = parsePlanPrompt(text, input);
+    else if (lowered.contains(Markers::trustFooter))
+        reading = parseFolderTrust(text, input);
+    else if (lowered.contains(Markers::noticeFooter))
+        reading = parseModelNotice(text, input);
     if (!reading)
         return GenericScreenAdapter::reading(input);
     return std::move(*reading);
 }
 
-bool CodexScreenAdapter::hasQuestionFooter(const QString& lowered)
+std::set<QString> CodexScreenAdapter::footerSegments(const QString& lowered)
 {
     std::set<QString> segments;
     for (const QString& line : ScreenText::lines(lowered)) {
         for (const QString& piece : line.split(u" | "_s))
             segments.insert(piece.trimmed());
     }
+    return segments;
+}
+
+bool CodexScreenAdapter::hasQuestionFooter(const QString& lowered)
+{
+    const std::set<QString> segments = footerSegments(lowered);
     return std::any_of(questionFooters().begin(), questionFooters().end(), [&](const auto& footer) {
         return std::all_of(footer.begin(), footer.end(), [&](QStringView segment) {
             return segments.contains(segment.toString());
@@ -240,6 +180,12 @@ std::optional<QString> CodexScreenAdapter::commandPrefix(const QString& label)
 std::vector<CodexScreenAdapter::ParsedOption> CodexScreenAdapter::parseApprovalOptions(
     const QStringList& lines)
 {
+    return parseApprovalOptions(lines, commandShortcut());
+}
+
+std::vector<CodexScreenAdapter::ParsedOption> CodexScreenAdapter::parseApprovalOptions(
+    const QStringList& lines, const QRegularExpression& shortcut)
+{
     struct Start {
         qsizetype lineIndex = 0;
         qint64 number = 0;
@@ -257,8 +203,6 @@ std::vector<CodexScreenAdapter::ParsedOption> CodexScreenAdapter::parseApprovalO
         || starts[2].number != 3)
         return {};
 
-    static const QRegularExpression shortcut =
-        ScreenText::pattern(u"\\((y|p|esc)\\)\\s*$"_s, QRegularExpression::CaseInsensitiveOption);
     std::vector<ParsedOption> options;
     for (std::size_t s = 0; s < starts.size(); ++s) {
         qsizetype end = lines.size();
@@ -293,14 +237,13 @@ std::vector<CodexScreenAdapter::ParsedOption> CodexScreenAdapter::parseApprovalO
     return options;
 }
 
-std::optional<PendingInteraction> CodexScreenAdapter::parseApproval(const QString& text,
-                                                                    const ScreenAdapterInput& input)
+std::optional<CodexScreenAdapter::ApprovalFrame> CodexScreenAdapter::approvalFrame(
+    const QStringList& lines, QStringView title, const QRegularExpression& shortcut,
+    const std::vector<QString>& keys)
 {
-    const QStringList lines = ScreenText::lines(text);
-    const QString title = Markers::approvalTitle.toString();
     qsizetype titleIndex = -1;
     for (qsizetype i = lines.size() - 1; i >= 0 && titleIndex < 0; --i) {
-        if (lines[i].trimmed().toLower() == title.toLower())
+        if (lines[i].trimmed().toLower() == title.toString().toLower())
             titleIndex = i;
     }
     if (titleIndex < 0)
@@ -312,37 +255,65 @@ std::optional<PendingInteraction> CodexScreenAdapter::parseApproval(const QStrin
     }
     if (footerIndex < 0)
         return std::nullopt;
-    const QStringList slice = lines.mid(titleIndex, footerIndex - titleIndex + 1);
-    const auto options = parseApprovalOptions(slice);
-    if (options.size() != 3)
+    ApprovalFrame frame;
+    frame.titleIndex = titleIndex;
+    frame.slice = lines.mid(titleIndex, footerIndex - titleIndex + 1);
+    frame.options = parseApprovalOptions(frame.slice, shortcut);
+    if (frame.options.size() != keys.size())
         return std::nullopt;
-
-    const std::vector<QString> expectedKeys{u"y"_s, u"p"_s, u"esc"_s};
-    bool hasAllShortcuts = true;
-    for (std::size_t i = 0; i < options.size(); ++i)
-        hasAllShortcuts = hasAllShortcuts && options[i].shortcutKey == expectedKeys[i];
+    frame.hasAllShortcuts = true;
+    for (std::size_t i = 0; i < keys.size(); ++i)
+        frame.hasAllShortcuts = frame.hasAllShortcuts && frame.options[i].shortcutKey == keys[i];
 
     qsizetype firstOption = -1;
-    for (qsizetype i = 1; i < slice.size() && firstOption < 0; ++i) {
-        if (isOptionLine(slice[i]))
+    for (qsizetype i = 1; i < frame.slice.size() && firstOption < 0; ++i) {
+        if (isOptionLine(frame.slice[i]))
             firstOption = i;
     }
     if (firstOption < 0)
         return std::nullopt;
-    QStringList bodyLines;
-    for (qsizetype i = 1; i < firstOption; ++i) {
-        const QString trimmed = slice[i].trimmed();
-        if (!trimmed.isEmpty())
-            bodyLines << trimmed;
-    }
+    frame.bodyLines = trimmedNonEmpty(frame.slice.mid(1, firstOption - 1));
+    return frame;
+}
 
+PendingInteraction CodexScreenAdapter::approvalReading(const ApprovalFrame& frame,
+                                                       const QString& title,
+                                                       std::vector<InteractionChoice> choices,
+                                                       const QString& text,
+                                                       const ScreenAdapterInput& input)
+{
     PendingInteraction interaction;
     interaction.paneID = input.paneID;
     interaction.kind = InteractionKind::approval;
     interaction.title = title;
-    if (!bodyLines.isEmpty())
-        interaction.body = bodyLines.join(u'\n');
+    if (!frame.bodyLines.isEmpty())
+        interaction.body = frame.bodyLines.join(u'\n');
+    for (std::size_t i = 0; i < choices.size(); ++i) {
+        if (frame.hasAllShortcuts)
+            choices[i].shortcutKeys = {*frame.options[i].shortcutKey};
+    }
+    interaction.choices = std::move(choices);
+    interaction.presentation.selectedChoiceIndex = firstSelected(frame.options);
+    // When a redraw has lost the letters, numbers are never pressed into an approval.
+    interaction.presentation.mechanism = frame.hasAllShortcuts
+                                             ? InteractionMechanism::explicitShortcut
+                                             : InteractionMechanism::ambiguous;
+    interaction.capabilities = {InteractionCapability::approve, InteractionCapability::deny,
+                                InteractionCapability::selectOne};
+    interaction.evidence = exactEvidence(input, text);
+    interaction.safetyState = InteractionSafetyState::fresh;
+    return interaction;
+}
 
+std::optional<PendingInteraction> CodexScreenAdapter::parseApproval(const QString& text,
+                                                                    const ScreenAdapterInput& input)
+{
+    const QString title = Markers::approvalTitle.toString();
+    const auto frame = approvalFrame(ScreenText::lines(text), title, commandShortcut(),
+                                     {u"y"_s, u"p"_s, u"esc"_s});
+    if (!frame)
+        return std::nullopt;
+    const auto& options = frame->options;
     const QString persistLabel = options[1].label;
     const qsizetype cut = persistLabel.indexOf(u" for commands that start with"_s);
     const auto prefix = commandPrefix(persistLabel);
@@ -352,28 +323,22 @@ std::optional<PendingInteraction> CodexScreenAdapter::parseApproval(const QStrin
                : u"Persist approval for the exact command prefix."_s,
         u"Deny and return feedback to Codex."_s,
     };
+    std::vector<InteractionChoice> choices;
     for (std::size_t i = 0; i < options.size(); ++i) {
         InteractionChoice choice;
         choice.kind = InteractionChoiceKind::option;
         choice.label =
             withoutShortcutSuffix(i == 1 && cut >= 0 ? persistLabel.left(cut) : options[i].label);
         choice.description = descriptions[i];
-        if (hasAllShortcuts)
-            choice.shortcutKeys = {*options[i].shortcutKey};
-        interaction.choices.push_back(std::move(choice));
+        choices.push_back(std::move(choice));
     }
-    interaction.presentation.selectedChoiceIndex = firstSelected(options);
-    // When a redraw has lost the letters, numbers are never pressed into an approval.
-    interaction.presentation.mechanism =
-        hasAllShortcuts ? InteractionMechanism::explicitShortcut : InteractionMechanism::ambiguous;
-    interaction.capabilities = {InteractionCapability::approve, InteractionCapability::deny,
-                                InteractionCapability::selectOne};
-    interaction.evidence = exactEvidence(input, text);
-    if (auto command = valueAfter(slice, u"$ ")) {
-        interaction.contentEvidence = InteractionCommandEvidence{
-            valueAfter(slice, u"Environment:"), valueAfter(slice, u"Reason:"), std::move(*command)};
+    PendingInteraction interaction =
+        approvalReading(*frame, title, std::move(choices), text, input);
+    if (auto command = valueAfter(frame->slice, u"$ ")) {
+        interaction.contentEvidence =
+            InteractionCommandEvidence{valueAfter(frame->slice, u"Environment:"),
+                                       valueAfter(frame->slice, u"Reason:"), std::move(*command)};
     }
-    interaction.safetyState = InteractionSafetyState::fresh;
     return interaction;
 }
 
@@ -424,7 +389,9 @@ std::optional<PendingInteraction> CodexScreenAdapter::parseQuestion(const QStrin
         return std::nullopt;
 
     const QString lowered = text.toLower();
-    const bool notesFocused = lowered.contains(Markers::notesFocus);
+    // The placeholder names the open field only while it is empty; its footer names it always.
+    const bool notesFocused = lowered.contains(Markers::notesFocus)
+                              || footerSegments(lowered).contains(Markers::clearNotes.toString());
     PendingInteraction interaction;
     interaction.paneID = input.paneID;
     interaction.kind = !unanswered && lowered.contains(Markers::submitAll)

@@ -276,7 +276,7 @@ protected:
     {
         ViewModelTest::SetUp();
         const QString diff = recorded(u"claude-edit-approval-diff-526733bdd076.fixture"_s);
-        const QString command = recorded(u"codex-approval-120-8153a49a15ad.fixture"_s);
+        const QString command = recorded(u"codex-approval-120-5b3e972a4f11.fixture"_s);
         ASSERT_FALSE(diff.isEmpty());
         ASSERT_FALSE(command.isEmpty());
         startModel(R"({"workspaces":[{"workspace_id":"w1","label":"web"}],
