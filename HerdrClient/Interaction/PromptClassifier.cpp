@@ -166,8 +166,10 @@ std::optional<QString> PromptClassifier::latestInteractionRegion(const QString& 
 bool PromptClassifier::isInteractionFooter(QStringView line)
 {
     const QString lowered = line.toString().toLower();
+    // "ctrl+g to edit": the hint under claude's plan approval, which is no option's description.
     return lowered.contains(u"enter to select") || lowered.contains(u"to navigate")
-           || lowered.contains(u"esc to cancel") || lowered.contains(u"esc to interrupt");
+           || lowered.contains(u"esc to cancel") || lowered.contains(u"esc to interrupt")
+           || lowered.contains(u"ctrl+g to edit");
 }
 
 std::optional<QString> PromptClassifier::interactionBody(const QString& text,

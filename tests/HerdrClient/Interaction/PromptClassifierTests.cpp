@@ -210,10 +210,10 @@ TEST(InteractionBody, DropsTitleRulesOptionsHintsAndTabs)
     EXPECT_EQ(PromptClassifier::interactionBody(u"Title\n1. A"_s, u"Title"_s), std::nullopt);
 }
 
-TEST(InteractionFooter, KnowsTheFourHints)
+TEST(InteractionFooter, KnowsTheHints)
 {
-    for (const QString& line :
-         {u"Enter to select"_s, u"↑/↓ To Navigate"_s, u"Esc to cancel"_s, u"esc to interrupt"_s})
+    for (const QString& line : {u"Enter to select"_s, u"↑/↓ To Navigate"_s, u"Esc to cancel"_s,
+                                u"esc to interrupt"_s, u"ctrl+g to edit in Vim · ~/plan.md"_s})
         EXPECT_TRUE(PromptClassifier::isInteractionFooter(line)) << line.toStdString();
     EXPECT_FALSE(PromptClassifier::isInteractionFooter(u"Press enter"_s));
 }
