@@ -25,6 +25,8 @@ constexpr QStringView planMarkers[] = {u"claude has written up a plan and is rea
 // The review tab of a wizard has no footer either; its heading counts only under a tab row.
 constexpr QStringView reviewHeading = u"review your answers";
 constexpr QStringView planHeading = u"Ready to code?";
+constexpr QStringView feedbackHint = u"shift+tab to approve with this feedback";
+constexpr QStringView feedbackPlaceholder = u"Tell Claude what to change";
 
 // Dialogs whose rows carry no numbers: a digit closes them and lands in the input, so only
 // arrows answer them. Known by their question; Esc keeps things as they are.
@@ -221,6 +223,14 @@ PendingInteraction ClaudeScreenAdapter::parse(const ScreenAdapterInput& input) c
     const auto any = [&](auto predicate) {
         return std::any_of(options.begin(), options.end(), predicate);
     };
+    // The plan approval's last row is a text field: its label is a placeholder until the person
+    // types, and once the cursor stands on it a digit is typed there instead of picking a row.
+    const auto isFeedbackRow = [&](const ParsedTerminalOption& o) {
+        return isPlan && o.description
+               && o.description->startsWith(feedbackHint, Qt::CaseInsensitive);
+    };
+    const bool inFeedbackRow =
+        any([&](const ParsedTerminalOption& o) { return isFeedbackRow(o) && o.isSelected; });
     // A check box decides over everything else; a cursor without navigation text is not trusted
     // to mean arrows, so the numbers are used.
     PendingInteraction interaction;
@@ -228,6 +238,8 @@ PendingInteraction ClaudeScreenAdapter::parse(const ScreenAdapterInput& input) c
     if (any([](const ParsedTerminalOption& o) { return o.isChecked.has_value(); })) {
         interaction.presentation.mechanism = InteractionMechanism::multiSelect;
         base = InteractionCapability::selectMany;
+    } else if (inFeedbackRow) {
+        interaction.presentation.mechanism = InteractionMechanism::textEntry;
     } else if (containsAny(lowered, navigationMarkers)
                && any([](const ParsedTerminalOption& o) { return o.isSelected; })) {
         interaction.presentation.mechanism = InteractionMechanism::arrowNavigate;
@@ -237,7 +249,7 @@ PendingInteraction ClaudeScreenAdapter::parse(const ScreenAdapterInput& input) c
     interaction.capabilities.insert(base);
     if (containsAny(lowered, denyMarkers) || isPlan)
         interaction.capabilities.insert(InteractionCapability::deny);
-    if (any([](const ParsedTerminalOption& o) { return o.isTextEntry; }))
+    if (any([&](const ParsedTerminalOption& o) { return o.isTextEntry || isFeedbackRow(o); }))
         interaction.capabilities.insert(InteractionCapability::enterText);
     if (steps.size() >= 2)
         interaction.capabilities.insert(InteractionCapability::navigateSteps);
@@ -261,12 +273,19 @@ PendingInteraction ClaudeScreenAdapter::parse(const ScreenAdapterInput& input) c
         InteractionChoice choice;
         choice.label = option.label;
         choice.description = option.description;
-        if (option.isTextEntry)
+        if (isFeedbackRow(option)) {
             choice.kind = InteractionChoiceKind::textEntry;
-        else if (isReview && equalsIgnoringCase(option.label, u"Submit answers"))
+            if (!equalsIgnoringCase(option.label, feedbackPlaceholder)) {
+                choice.draft = option.label;
+                choice.label = feedbackPlaceholder.toString();
+            }
+        } else if (option.isTextEntry) {
+            choice.kind = InteractionChoiceKind::textEntry;
+        } else if (isReview && equalsIgnoringCase(option.label, u"Submit answers")) {
             choice.kind = InteractionChoiceKind::submit;
-        else if (isReview && equalsIgnoringCase(option.label, u"Cancel"))
+        } else if (isReview && equalsIgnoringCase(option.label, u"Cancel")) {
             choice.kind = InteractionChoiceKind::cancel;
+        }
         interaction.choices.push_back(std::move(choice));
         if (option.isSelected && !interaction.presentation.selectedChoiceIndex)
             interaction.presentation.selectedChoiceIndex = qint64(i);

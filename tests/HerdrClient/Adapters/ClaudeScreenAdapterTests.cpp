@@ -238,7 +238,7 @@ TEST(ClaudeRealScreens, PlanModeConfirmationsCarryThePlanAndEscRejects)
                          "4. Remove the stale build/ directory."_s);
     EXPECT_EQ(plan.capabilities,
               (std::set{InteractionCapability::approve, InteractionCapability::deny,
-                        InteractionCapability::selectOne}));
+                        InteractionCapability::selectOne, InteractionCapability::enterText}));
     // The plan's own numbered steps above the frame are no choices.
     EXPECT_EQ(plan.choices.size(), 3u);
 
@@ -246,6 +246,28 @@ TEST(ClaudeRealScreens, PlanModeConfirmationsCarryThePlanAndEscRejects)
         inputFor(u"claude"_s, loadScreenSource(u"claude-real-exit-plan-mode"_s)));
     EXPECT_EQ(exit.body, u"Exit plan mode?"_s);
     EXPECT_TRUE(exit.capabilities.contains(InteractionCapability::deny));
+
+    // The feedback row is a text field: from the first row the planner sends "3", the text and
+    // Enter, which is what rejected the plan with that feedback on the agent.
+    EXPECT_EQ(plan.choices[2].kind, InteractionChoiceKind::textEntry);
+    const auto feedback = InteractionResponsePlanner().plan(
+        InteractionResponseIntent::submitChoiceText(2, u"Use a constant"_s), plan);
+    ASSERT_TRUE(feedback);
+    EXPECT_EQ(feedback->operations,
+              (std::vector{InteractionResponseOperation::sendKeys({u"3"_s}),
+                           InteractionResponseOperation::sendText(u"Use a constant"_s),
+                           InteractionResponseOperation::sendKeys({u"enter"_s})}));
+    // What was typed there stands in place of the placeholder: it is the row's draft, and the
+    // planner will not type over it.
+    const auto typed = ClaudeScreenAdapter().parse(
+        inputFor(u"claude"_s, loadScreenSource(u"claude-real-plan-approval-feedback-typed"_s)));
+    EXPECT_EQ(typed.choices[2].draft, u"Use a constant"_s);
+    EXPECT_EQ(typed.presentation.mechanism, InteractionMechanism::textEntry);
+    EXPECT_NE(typed.fingerprint(),
+              ClaudeScreenAdapter()
+                  .parse(inputFor(u"claude"_s,
+                                  loadScreenSource(u"claude-real-plan-approval-feedback-row"_s)))
+                  .fingerprint());
 
     // A model that merely writes the sentence in its answer is no prompt.
     const auto prose = read(u"● Claude has written up a plan and is ready to execute.\n"
