@@ -278,6 +278,34 @@ TEST(WizardSteps, ReadsTheFirstPlausibleTabRow)
     EXPECT_TRUE(PromptClassifier::parseWizardSteps(u"✔ Submit"_s, std::nullopt).empty());
 }
 
+TEST(HighlightedTab, TheFirstColouredBackgroundThatHoldsALetter)
+{
+    struct Case {
+        const char* name;
+        QString line;
+        std::optional<QString> expected;
+    };
+    const std::vector<Case> cases = {
+        {"24-bit", esc(u"←  \\e[48;2;1;2;3m ☐ Database \\e[49m ☐ Deploy  ✔ Submit"_s),
+         u"Database"_s},
+        {"256 colours", esc(u"←  ☒ Database \\e[38;5;16m\\e[48;5;153m ☐ Deploy \\e[49m ✔ Submit"_s),
+         u"Deploy"_s},
+        {"a box alone is skipped",
+         esc(u"\\e[48;5;153m ☐ \\e[49m Database  \\e[48;2;0;0;0m ✔ Submit\\e[0m"_s), u"Submit"_s},
+        {"foreground colour only", esc(u"\\e[38;5;153m ☐ Database\\e[39m  ✔ Submit"_s),
+         std::nullopt},
+        {"no m after the sequence", esc(u"☐ A  \\e[48;5;153"_s), std::nullopt},
+    };
+    for (const auto& [name, line, expected] : cases)
+        EXPECT_EQ(PromptClassifier::highlightedTabLabel(line), expected) << name;
+
+    const auto steps = PromptClassifier::parseWizardSteps(u"←  ☐ Database  ☒ Deploy  ✔ Submit  →"_s,
+                                                          u"Database"_s);
+    ASSERT_EQ(steps.size(), 3u);
+    EXPECT_EQ(steps[0], (ParsedTerminalStep{u"Database"_s, false, false, true}));
+    EXPECT_TRUE(steps[1].isAnswered);
+}
+
 TEST(InteractionBody, DropsTitleRulesOptionsHintsAndTabs)
 {
     const QString region = u"Bash command\n──────\n  rm -rf build\n\nDo you want "
