@@ -123,9 +123,18 @@ std::optional<QString> PromptClassifier::latestInteractionRegion(const QString& 
 
     const auto region = [&] { return lines.sliced(start).join(u'\n'); };
 
+    // An option row or a prompt footer above the title belongs to an earlier prompt that is still
+    // drawn: the searches for this prompt's tab row and frame stop there, so that the two option
+    // lists are never read as one.
+    qsizetype floor = -1;
+    for (qsizetype i = start - 1; i >= 0 && floor < 0; --i) {
+        if (parseOptionLine(lines[i]) || isInteractionFooter(lines[i]))
+            floor = i;
+    }
+
     // A wizard begins at its tab row; a confirmation never has one.
     if (!lines[start].toLower().contains(u"do you want to")) {
-        for (qsizetype i = start - 1; i >= 0; --i) {
+        for (qsizetype i = start - 1; i > floor; --i) {
             if (ScreenText::isTabRow(lines[i])) {
                 start = i;
                 return region();
@@ -134,7 +143,7 @@ std::optional<QString> PromptClassifier::latestInteractionRegion(const QString& 
     }
 
     qsizetype rule = -1;
-    for (qsizetype i = start - 1; i >= 0; --i) {
+    for (qsizetype i = start - 1; i > floor; --i) {
         if (isSolidRule(lines[i].trimmed(), ScreenText::solidRuleCharacters)) {
             rule = i;
             break;
@@ -146,9 +155,9 @@ std::optional<QString> PromptClassifier::latestInteractionRegion(const QString& 
     // A dashed rule is the bottom of a diff frame: keep the frame and the file name above it.
     constexpr QStringView dashed = u"\u254C";
     if (ScreenText::consistsOf(lines[rule].trimmed(), dashed)) {
-        for (qsizetype i = rule - 1; i >= 0; --i) {
+        for (qsizetype i = rule - 1; i > floor; --i) {
             if (isSolidRule(lines[i].trimmed(), dashed)) {
-                start = std::max<qsizetype>(i - 2, 0);
+                start = std::max<qsizetype>(i - 2, floor + 1);
                 return region();
             }
         }
@@ -156,7 +165,7 @@ std::optional<QString> PromptClassifier::latestInteractionRegion(const QString& 
 
     for (qsizetype i = rule + 1; i < start; ++i) {
         if (!lines[i].trimmed().isEmpty()) {
-            start = std::max<qsizetype>(rule - 1, 0);
+            start = std::max<qsizetype>(rule - 1, floor + 1);
             break;
         }
     }
@@ -166,8 +175,10 @@ std::optional<QString> PromptClassifier::latestInteractionRegion(const QString& 
 bool PromptClassifier::isInteractionFooter(QStringView line)
 {
     const QString lowered = line.toString().toLower();
+    // "ctrl+g to edit": the hint under claude's plan approval, which is no option's description.
     return lowered.contains(u"enter to select") || lowered.contains(u"to navigate")
-           || lowered.contains(u"esc to cancel") || lowered.contains(u"esc to interrupt");
+           || lowered.contains(u"esc to cancel") || lowered.contains(u"esc to interrupt")
+           || lowered.contains(u"ctrl+g to edit");
 }
 
 std::optional<QString> PromptClassifier::interactionBody(const QString& text,

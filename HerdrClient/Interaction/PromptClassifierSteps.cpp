@@ -36,7 +36,7 @@ std::optional<std::vector<ParsedTerminalStep>> stepsOfRow(
         step.isAnswered = ScreenText::startsWithCharacter(piece, u"\u2612")
                           || ScreenText::startsWithCharacter(piece, u"\u2611");
         step.isSubmit = piece.contains(u"Submit");
-        step.label = withoutCharacters(piece, u"\u2612\u2611\u25A1\u2713\u2714").trimmed();
+        step.label = withoutCharacters(piece, u"\u2612\u2611\u25A1\u2610\u2713\u2714").trimmed();
         if (!ScreenText::hasLetter(step.label)
             || ScreenText::characterCount(step.label) > longestLabel)
             return std::nullopt;
@@ -64,20 +64,25 @@ std::vector<ParsedTerminalStep> PromptClassifier::parseWizardSteps(
 
 std::optional<QString> PromptClassifier::highlightedTabLabel(QStringView ansiLine)
 {
-    const QString background = QString(ScreenText::escape) + u"[48;2;"_s;
+    // 24-bit or 256-colour: claude draws its active tab either way, depending on the terminal.
+    const QString trueColour = QString(ScreenText::escape) + u"[48;2;"_s;
+    const QString indexedColour = QString(ScreenText::escape) + u"[48;5;"_s;
     qsizetype from = 0;
     while (true) {
-        const qsizetype sequence = ansiLine.indexOf(background, from);
-        if (sequence < 0)
+        const qsizetype trueAt = ansiLine.indexOf(trueColour, from);
+        const qsizetype indexedAt = ansiLine.indexOf(indexedColour, from);
+        if (trueAt < 0 && indexedAt < 0)
             return std::nullopt;
-        const qsizetype m = ansiLine.indexOf(u'm', sequence + background.size());
+        const qsizetype sequence =
+            trueAt < 0 ? indexedAt : (indexedAt < 0 ? trueAt : std::min(trueAt, indexedAt));
+        const qsizetype m = ansiLine.indexOf(u'm', sequence + trueColour.size());
         if (m < 0)
             return std::nullopt;
         qsizetype end = ansiLine.indexOf(ScreenText::escape, m + 1);
         if (end < 0)
             end = ansiLine.size();
         const QString label = withoutCharacters(ansiLine.sliced(m + 1, end - m - 1).toString(),
-                                                u"\u2612\u2611\u25A1\u2714\u2713\u203A\u00BB")
+                                                u"\u2612\u2611\u25A1\u2610\u2714\u2713\u203A\u00BB")
                                   .trimmed();
         if (ScreenText::hasLetter(label))
             return label;

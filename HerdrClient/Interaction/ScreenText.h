@@ -13,7 +13,7 @@ namespace ScreenText {
 
 // Glyphs the screens draw.
 inline constexpr QStringView cursorGlyphs[] = {u"\u276F", u"\u203A", u">"};  // ❯ › >
-inline constexpr QStringView tabBoxes = u"\u25A1\u2612\u2611";               // □ ☒ ☑
+inline constexpr QStringView tabBoxes = u"\u25A1\u2610\u2612\u2611";         // □ ☐ ☒ ☑
 inline constexpr QStringView answeredTabBoxes = u"\u2612\u2611";             // ☒ ☑
 inline constexpr QStringView solidRuleCharacters = u"\u2500\u254C\u2014";    // ─ ╌ —
 inline constexpr QStringView titleSkippingRuleCharacters = u"\u2500\u2014-"; // ─ — -

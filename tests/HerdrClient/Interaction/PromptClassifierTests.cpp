@@ -4,6 +4,8 @@
 #include "HerdrClient/Interaction/ScreenText.h"
 #include "tests/HerdrClient/Adapters/ReadingChecks.h"
 
+#include <QFile>
+
 #include <gtest/gtest.h>
 
 using namespace Qt::StringLiterals;
@@ -103,12 +105,14 @@ TEST(PreviewColumns, SplitOnlyAtACornerFarEnoughRight)
     EXPECT_EQ(*layout.previewLines, (QStringList{u"a  b"_s, u"c  d │"_s}));
     EXPECT_EQ(PromptClassifier::selectedChoicePreview(farRight.join(u'\n')), u"a  b\nc  d │"_s);
 
-    // A corner at column 11 belongs to the prompt; the search moves to the next option row.
+    // A corner at column 11 belongs to the prompt; the search moves to the next
+    // option row.
     const QStringList near = {u"1. Options ┌── far ┌──"_s, u"2. Other"_s};
     EXPECT_EQ(PromptClassifier::splitChoiceAndPreviewColumns(near).choiceLines, near);
     EXPECT_FALSE(PromptClassifier::splitChoiceAndPreviewColumns(near).previewLines);
 
-    // The column counts characters, not UTF-16 units: an emoji before it is one character.
+    // The column counts characters, not UTF-16 units: an emoji before it is one
+    // character.
     const QStringList wide = {u"1. 👍 Thumbs  ┌──┐"_s, u"              │ok│"_s,
                               u"              └──┘"_s};
     const auto wideLayout = PromptClassifier::splitChoiceAndPreviewColumns(wide);
@@ -171,6 +175,80 @@ TEST(LatestInteractionRegion, BeginsAtTheLivePrompt)
         EXPECT_EQ(PromptClassifier::latestInteractionRegion(text), expected) << name;
 }
 
+namespace {
+
+// A real screen source of the fixture corpus, detection text.
+QString realScreen(const char* name)
+{
+    QFile file(QStringLiteral(ORREL_SCREEN_SOURCES "/") + QString::fromUtf8(name)
+               + u"/detection.txt"_s);
+    EXPECT_TRUE(file.open(QIODevice::ReadOnly)) << name;
+    return QString::fromUtf8(file.readAll());
+}
+
+// The screen from the first line that begins with `line` (trimmed) to its end.
+QString screenFrom(const char* name, const QString& line)
+{
+    const QStringList lines = ScreenText::lines(realScreen(name));
+    for (qsizetype i = 0; i < lines.size(); ++i) {
+        if (lines[i].trimmed().startsWith(line))
+            return lines.sliced(i).join(u'\n');
+    }
+    ADD_FAILURE() << name;
+    return {};
+}
+
+std::vector<QString> labelsOf(const std::optional<QString>& region)
+{
+    std::vector<QString> labels;
+    for (const auto& option : PromptClassifier::parseNumberedOptions(region.value_or(QString())))
+        labels.push_back(option.label);
+    return labels;
+}
+
+} // namespace
+
+TEST(LatestInteractionRegion, AnAnsweredPromptStillDrawnAboveIsLeftOut)
+{
+    const PromptClassifier classifier(standardScreenAdapters());
+
+    // claude: a wizard left on the screen above plan mode's confirmation. Its tab
+    // row and its rows are the older prompt's, not this one's.
+    const QString claude = realScreen("claude-real-wizard-tab1")
+                           + screenFrom("claude-real-exit-plan-mode", u"● The plan is ready"_s);
+    const auto claudeRegion = PromptClassifier::latestInteractionRegion(claude);
+    ASSERT_TRUE(claudeRegion);
+    EXPECT_FALSE(claudeRegion->contains(u"Submit"_s));
+    EXPECT_EQ(
+        labelsOf(claudeRegion),
+        (std::vector{u"Yes, and switch to default (ask each time) for this session"_s, u"No"_s}));
+    const auto exit = classifier.classifyInteraction(u"w1:p1"_s, u"claude"_s, claude, std::nullopt,
+                                                     std::nullopt, std::nullopt);
+    EXPECT_EQ(exit.title, u"Claude wants to exit plan mode"_s);
+    EXPECT_EQ(exit.choices.size(), 2u);
+    EXPECT_TRUE(exit.steps.empty());
+
+    // The same with a bash confirmation and an edit below a question: each frame
+    // is its own.
+    const QString edit = realScreen("claude-real-wizard-review-answered")
+                         + screenFrom("claude-real-approval-edit-diff", u"● Update("_s);
+    const auto editRegion = PromptClassifier::latestInteractionRegion(edit);
+    ASSERT_TRUE(editRegion);
+    EXPECT_TRUE(editRegion->trimmed().startsWith(u"Edit file"_s));
+    EXPECT_EQ(labelsOf(editRegion).front(), u"Yes"_s);
+    EXPECT_FALSE(editRegion->contains(u"Submit answers"_s));
+
+    // codex: an answered question still above a command approval.
+    const QString codex = screenFrom("codex-real-question-multi-1of2", u"• I need a decision"_s)
+                          + u"\n"_s
+                          + screenFrom("codex-real-approval-git-push", u"• Running git push"_s);
+    const auto codexRegion = PromptClassifier::latestInteractionRegion(codex);
+    ASSERT_TRUE(codexRegion);
+    EXPECT_TRUE(codexRegion->startsWith(u"  $ git push origin main"_s));
+    EXPECT_EQ(labelsOf(codexRegion).size(), 3u);
+    EXPECT_FALSE(codexRegion->contains(u"PostgreSQL"_s));
+}
+
 TEST(WizardSteps, ReadsTheFirstPlausibleTabRow)
 {
     const QString row = u"←  ☒ Database  □ Deploy  ✔ Submit  →"_s;
@@ -200,20 +278,48 @@ TEST(WizardSteps, ReadsTheFirstPlausibleTabRow)
     EXPECT_TRUE(PromptClassifier::parseWizardSteps(u"✔ Submit"_s, std::nullopt).empty());
 }
 
+TEST(HighlightedTab, TheFirstColouredBackgroundThatHoldsALetter)
+{
+    struct Case {
+        const char* name;
+        QString line;
+        std::optional<QString> expected;
+    };
+    const std::vector<Case> cases = {
+        {"24-bit", esc(u"←  \\e[48;2;1;2;3m ☐ Database \\e[49m ☐ Deploy  ✔ Submit"_s),
+         u"Database"_s},
+        {"256 colours", esc(u"←  ☒ Database \\e[38;5;16m\\e[48;5;153m ☐ Deploy \\e[49m ✔ Submit"_s),
+         u"Deploy"_s},
+        {"a box alone is skipped",
+         esc(u"\\e[48;5;153m ☐ \\e[49m Database  \\e[48;2;0;0;0m ✔ Submit\\e[0m"_s), u"Submit"_s},
+        {"foreground colour only", esc(u"\\e[38;5;153m ☐ Database\\e[39m  ✔ Submit"_s),
+         std::nullopt},
+        {"no m after the sequence", esc(u"☐ A  \\e[48;5;153"_s), std::nullopt},
+    };
+    for (const auto& [name, line, expected] : cases)
+        EXPECT_EQ(PromptClassifier::highlightedTabLabel(line), expected) << name;
+
+    const auto steps = PromptClassifier::parseWizardSteps(u"←  ☐ Database  ☒ Deploy  ✔ Submit  →"_s,
+                                                          u"Database"_s);
+    ASSERT_EQ(steps.size(), 3u);
+    EXPECT_EQ(steps[0], (ParsedTerminalStep{u"Database"_s, false, false, true}));
+    EXPECT_TRUE(steps[1].isAnswered);
+}
+
 TEST(InteractionBody, DropsTitleRulesOptionsHintsAndTabs)
 {
-    const QString region =
-        u"Bash command\n──────\n  rm -rf build\n\nDo you want to proceed?\n❯ 1. Yes\n"
-        "2. No\n□ A  ✔ Submit\nEsc to cancel · Tab to amend"_s;
+    const QString region = u"Bash command\n──────\n  rm -rf build\n\nDo you want "
+                           u"to proceed?\n❯ 1. Yes\n"
+                           "2. No\n□ A  ✔ Submit\nEsc to cancel · Tab to amend"_s;
     EXPECT_EQ(PromptClassifier::interactionBody(region, u"Do you want to proceed?"_s),
               u"Bash command\nrm -rf build"_s);
     EXPECT_EQ(PromptClassifier::interactionBody(u"Title\n1. A"_s, u"Title"_s), std::nullopt);
 }
 
-TEST(InteractionFooter, KnowsTheFourHints)
+TEST(InteractionFooter, KnowsTheHints)
 {
-    for (const QString& line :
-         {u"Enter to select"_s, u"↑/↓ To Navigate"_s, u"Esc to cancel"_s, u"esc to interrupt"_s})
+    for (const QString& line : {u"Enter to select"_s, u"↑/↓ To Navigate"_s, u"Esc to cancel"_s,
+                                u"esc to interrupt"_s, u"ctrl+g to edit in Vim · ~/plan.md"_s})
         EXPECT_TRUE(PromptClassifier::isInteractionFooter(line)) << line.toStdString();
     EXPECT_FALSE(PromptClassifier::isInteractionFooter(u"Press enter"_s));
 }
