@@ -470,5 +470,6 @@ int main(int argc, char** argv)
                 double(timer.elapsed()) / 1000.0);
     printSeeds("violation seeds", totals.violationSeeds);
     printSeeds("seeds refused without a change", totals.refusedUnchangedSeeds);
+    std::fflush(stdout);
     return totals.violations == 0 && totals.refusedUnchanged == 0 ? 0 : 1;
 }
