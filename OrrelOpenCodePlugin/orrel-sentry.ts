@@ -1,4 +1,4 @@
-// orrel-sentry-opencode-plugin 1
+// orrel-sentry-opencode-plugin 2
 // Installed by Orrel Sentry, which replaces it with newer versions of itself. To keep changes of
 // your own, copy it under another name first.
 //
@@ -30,6 +30,13 @@ function herdrPane(env) {
   const pane = (env.HERDR_PANE_ID || "").trim()
   if (!pane) return null
   return { bin: (env.HERDR_BIN_PATH || "").trim() || "herdr", pane }
+}
+
+// opencode's own server address, or null while that server does not listen: opencode then makes
+// up http://localhost:4096, a new object at each read, where another opencode may well listen.
+function listeningServer(context) {
+  const server = context.serverUrl
+  return server && server === context.serverUrl ? server : null
 }
 
 // The server's address as a reader on this machine reaches it, or null for anything that is not
@@ -146,17 +153,21 @@ export const OrrelSentryPlugin = async (context) => {
       execFile(pane.bin, args, { timeout: 5000 }, (error) => resolve(!error))
     })
 
+  const later = () => {
+    retry = setTimeout(() => publish(false), RETRY_MS)
+    retry.unref?.()
+  }
+
   const publish = async (force) => {
     if (retry) clearTimeout(retry)
     retry = null
-    const url = loopbackURL(context.serverUrl)
-    if (!url || !tracker.session) return
+    if (!tracker.session) return
     // The server may not listen yet, or opencode may run without one.
-    if (!(await serverAnswers(url))) {
-      retry = setTimeout(() => publish(false), RETRY_MS)
-      retry.unref?.()
-      return
-    }
+    const server = listeningServer(context)
+    if (!server) return later()
+    const url = loopbackURL(server)
+    if (!url) return
+    if (!(await serverAnswers(url))) return later()
     const args = reportArguments(pane.pane, { url, session: tracker.session, model: tracker.model })
     const key = args.join("\u0000")
     if (!force && key === published) return
