@@ -302,6 +302,11 @@ PendingInteraction ClaudeScreenAdapter::parse(const ScreenAdapterInput& input) c
     interaction.evidence = input.evidence(adapterID(), InteractionConfidence::exact, text);
     if (auto diff = parseDiffEvidence(*region))
         interaction.contentEvidence = std::move(*diff);
+    // An approval whose subject is off the screen (its frame scrolled away) looks the same for
+    // every command, so its fingerprint could not tell one from another: nothing is pressed for it.
+    if (interaction.kind == InteractionKind::approval && !interaction.body
+        && !interaction.contentEvidence)
+        return GenericScreenAdapter::reading(input);
     interaction.safetyState = InteractionSafetyState::fresh;
     return interaction;
 }

@@ -60,7 +60,10 @@ TEST(BadScreens, APromptBelowAMegabyteOfScrollbackIsStillRead)
     const QString scrollback =
         u"● Worked on it: 1. step 2. step — output output output\n"_s.repeated(20000);
     const auto claude = classify(
-        u"claude"_s, scrollback + u"Do you want to proceed?\n❯ 1. Yes\n  2. No\nEsc to cancel\n"_s);
+        u"claude"_s,
+        scrollback + QString(40, QChar(0x2500))
+            + u"\n Bash command\n   npm test\n\nDo you want to proceed?\n❯ 1. Yes\n  2. No\n"
+              "Esc to cancel\n"_s);
     EXPECT_EQ(claude.kind, InteractionKind::approval);
     EXPECT_EQ(claude.choices.size(), 2u);
 

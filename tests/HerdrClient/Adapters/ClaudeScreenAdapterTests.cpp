@@ -82,9 +82,18 @@ TEST(ClaudeScreenAdapter, ConfirmScreenIsANumberedApproval)
     EXPECT_FALSE(reading.contentEvidence);
 
     // Without the footer nothing says esc denies.
-    const auto quiet = read(u"Do you want to proceed?\n1. Yes\n2. No"_s);
+    const auto quiet = read(u"────────\n npm test\nDo you want to proceed?\n1. Yes\n2. No"_s);
     EXPECT_EQ(quiet.capabilities,
               (std::set{InteractionCapability::approve, InteractionCapability::selectOne}));
+
+    // With its subject off the screen, one approval looks like any other: no keys for it.
+    for (const QString& cut : {u"Do you want to proceed?\n1. Yes\n2. No"_s,
+                               u" Bash command\n\n   rm -rf build\n\n Do you want to proceed?\n"
+                               " ❯ 1. Yes\n   2. No\n\n Esc to cancel\n"_s}) {
+        const auto subjectless = read(cut);
+        EXPECT_EQ(subjectless.presentation.mechanism, InteractionMechanism::manual);
+        EXPECT_EQ(subjectless.kind, InteractionKind::unknown);
+    }
 }
 
 TEST(ClaudeScreenAdapter, ReviewNeedsTheHighlightedSubmitTab)
