@@ -170,10 +170,16 @@ std::expected<VerifiedFixture, PaneCaptureError> loadFixture(const QString& dire
     const auto files = CaptureFiles::readDirectoryFiles(directory);
     if (!files)
         return std::unexpected(files.error());
-    const QByteArray& detection = files->detection;
-    const QByteArray& visible = files->visibleANSI;
+    return fixtureFromFiles(*files, QFileInfo(QDir::cleanPath(directory)).fileName());
+}
 
-    const auto json = JSONValue::parse(files->metadata);
+std::expected<VerifiedFixture, PaneCaptureError> fixtureFromFiles(
+    const CaptureFiles::DirectoryFiles& files, const QString& directoryName)
+{
+    const QByteArray& detection = files.detection;
+    const QByteArray& visible = files.visibleANSI;
+
+    const auto json = JSONValue::parse(files.metadata);
     if (!json)
         return std::unexpected(PaneCaptureError::invalidBundle(u"fixture metadata is not JSON: "_s
                                                                + json.error().errorDescription()));
@@ -195,7 +201,7 @@ std::expected<VerifiedFixture, PaneCaptureError> loadFixture(const QString& dire
     if (artifact != metadata->artifactSHA256)
         return std::unexpected(PaneCaptureError::invalidBundle(u"artifact SHA-256 mismatch"_s));
     const QString suffix = u'-' + artifact.left(shortHashLength) + u".fixture"_s;
-    if (!QFileInfo(QDir::cleanPath(directory)).fileName().endsWith(suffix))
+    if (!directoryName.endsWith(suffix))
         return std::unexpected(
             PaneCaptureError::invalidBundle(u"fixture directory is not content-addressed"_s));
     if (!CaptureFiles::isValidUTF8(detection) || !CaptureFiles::isValidUTF8(visible))
