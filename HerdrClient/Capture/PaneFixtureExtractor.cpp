@@ -73,7 +73,8 @@ QString artifactSHA256(const QByteArray& detection, const QByteArray& visibleANS
 std::expected<QByteArray, PaneCaptureError> extractRegion(const QByteArray& data,
                                                           const PaneFixtureRegion& region)
 {
-    const qsizetype start = data.indexOf(region.startMarker.toUtf8());
+    const QByteArray startMarker = region.startMarker.toUtf8();
+    const qsizetype start = data.indexOf(startMarker);
     if (start < 0)
         return std::unexpected(
             PaneCaptureError::invalidBundle(u"start marker not found: "_s + region.startMarker));
@@ -87,7 +88,10 @@ std::expected<QByteArray, PaneCaptureError> extractRegion(const QByteArray& data
     if (end < 0)
         return std::unexpected(
             PaneCaptureError::invalidBundle(u"end marker not found: "_s + *region.endMarker));
-    const qsizetype newline = data.indexOf('\n', end + endMarker.size());
+    // An end marker found inside the start marker must not cut the start marker short: the cut
+    // runs at least to the line of the start marker's last byte.
+    const qsizetype after = qMax(end + endMarker.size(), start + startMarker.size() - 1);
+    const qsizetype newline = data.indexOf('\n', after);
     const qsizetype lineEnd = newline < 0 ? data.size() : newline + 1;
     return data.mid(lineStart, lineEnd - lineStart);
 }
