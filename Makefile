@@ -1,7 +1,7 @@
 # The two commands of the README: `make run` and `make test`.
 JOBS ?= $(shell nproc)
 
-.PHONY: run demo test test-agents deb deps build-release build-ci bench soak clean format format-check tidy
+.PHONY: run demo test test-agents deb deps build-release build-ci build-fuzz fuzz bench soak clean format format-check tidy
 
 SOURCES = git ls-files '*.h' '*.cpp'
 # clang-tidy 14 cannot parse libstdc++ 12's <expected>, and neither 14 nor 16 accepts -std=c++23:
@@ -26,8 +26,23 @@ run: build-release
 demo: build-release
 	scripts/demo build/release
 
-test: build-ci
+# The fuzz smoke: every fuzz target over its seeds and a few thousand mutations of them.
+test: build-ci build-fuzz
 	ctest --preset ci -j $(JOBS)
+	ctest --preset fuzz -j $(JOBS)
+
+# clang 16 (Debian's 14 cannot parse libstdc++ 12's <expected>), with libFuzzer and the sanitizers.
+build-fuzz: deps
+	@scripts/install-deps fuzz
+	cmake --preset fuzz
+	cmake --build --preset fuzz -j $(JOBS)
+
+# Each fuzz target for SECONDS, one after another: `make fuzz SECONDS=600`, or only some with
+# `make fuzz FUZZ_TARGETS="wire-reply snapshot"`. Findings land in build/fuzz/artifacts/.
+SECONDS ?= 60
+FUZZ_TARGETS ?=
+fuzz: build-fuzz
+	fuzz/run build/fuzz $(SECONDS) $(FUZZ_TARGETS)
 
 # The readers and the planned keys against the real agents (scripts/test-agents): opt-in, since it
 # needs node and npm and installs the agents under $LAB on first use.

@@ -176,20 +176,28 @@ std::optional<NeedsHumanSignal> NeedsHumanSignal::decode(
                                         BoundedFile::Links::refuse);
     if (!data)
         return base;
-    const auto json = JSONValue::parse(*data);
+    auto file = fromAskFile(*data, *id, paneID);
+    return file ? std::move(*file) : base;
+}
+
+std::optional<NeedsHumanSignal> NeedsHumanSignal::fromAskFile(QByteArrayView data,
+                                                              const QString& id,
+                                                              const std::optional<QString>& paneID)
+{
+    const auto json = JSONValue::parse(data);
     if (!json)
-        return base;
+        return std::nullopt;
     auto file = fromJSON(*json);
-    if (!file || file->v != 1 || file->id != *id || file->q.isEmpty())
-        return base;
+    if (!file || file->v != 1 || file->id != id || file->q.isEmpty())
+        return std::nullopt;
     if (file->pane && paneID && *file->pane != *paneID)
-        return base;
+        return std::nullopt;
     if (!std::isfinite(file->since) || file->since < 0)
-        return base;
+        return std::nullopt;
     if (file->rec) {
         const auto count = file->options ? qint64(file->options->size()) : 0;
         if (*file->rec < 0 || *file->rec >= count)
-            return base;
+            return std::nullopt;
     }
     return std::move(*file);
 }

@@ -4,6 +4,7 @@
 #include "HerdrClient/Support/Environment.h"
 #include "HerdrClient/Wire/JSONDecoding.h"
 
+#include <QByteArrayView>
 #include <QString>
 
 #include <map>
@@ -57,6 +58,10 @@ struct NeedsHumanSignal {
     static std::optional<NeedsHumanSignal> decode(
         const std::optional<std::map<QString, QString>>& tokens,
         const std::optional<QString>& paneID, const QString& directory, bool loadDetails);
+
+    // The ask file's bytes for ask `id`, when they hold an ask of that id that can be trusted.
+    static std::optional<NeedsHumanSignal> fromAskFile(QByteArrayView data, const QString& id,
+                                                       const std::optional<QString>& paneID);
 
     // The ask id named by an "nh" token value, when the value is well formed.
     static std::optional<QString> idFromToken(const QString& token);

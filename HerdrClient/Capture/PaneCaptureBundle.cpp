@@ -21,10 +21,16 @@ std::expected<PaneCaptureBundle, PaneCaptureError> PaneCaptureBundle::load(const
     const auto files = CaptureFiles::readDirectoryFiles(directory);
     if (!files)
         return std::unexpected(files.error());
-    const QByteArray& detection = files->detection;
-    const QByteArray& visible = files->visibleANSI;
+    return fromFiles(*files);
+}
 
-    const auto json = JSONValue::parse(files->metadata);
+std::expected<PaneCaptureBundle, PaneCaptureError> PaneCaptureBundle::fromFiles(
+    const CaptureFiles::DirectoryFiles& files)
+{
+    const QByteArray& detection = files.detection;
+    const QByteArray& visible = files.visibleANSI;
+
+    const auto json = JSONValue::parse(files.metadata);
     if (!json)
         return std::unexpected(PaneCaptureError::invalidBundle(u"capture metadata is not JSON: "_s
                                                                + json.error().errorDescription()));

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "HerdrClient/Capture/CaptureFiles.h"
 #include "HerdrClient/Capture/PaneCaptureError.h"
 #include "HerdrClient/Capture/PaneCaptureMetadata.h"
 
@@ -20,6 +21,9 @@ struct PaneCaptureBundle {
 
     // Reads a bundle directory and proves that its texts are the ones its metadata describes.
     static std::expected<PaneCaptureBundle, PaneCaptureError> load(const QString& directory);
+    // The same proof over a bundle's files once read.
+    static std::expected<PaneCaptureBundle, PaneCaptureError> fromFiles(
+        const CaptureFiles::DirectoryFiles& files);
 
     bool operator==(const PaneCaptureBundle&) const = default;
 };

@@ -73,7 +73,8 @@ QString artifactSHA256(const QByteArray& detection, const QByteArray& visibleANS
 std::expected<QByteArray, PaneCaptureError> extractRegion(const QByteArray& data,
                                                           const PaneFixtureRegion& region)
 {
-    const qsizetype start = data.indexOf(region.startMarker.toUtf8());
+    const QByteArray startMarker = region.startMarker.toUtf8();
+    const qsizetype start = data.indexOf(startMarker);
     if (start < 0)
         return std::unexpected(
             PaneCaptureError::invalidBundle(u"start marker not found: "_s + region.startMarker));
@@ -87,7 +88,10 @@ std::expected<QByteArray, PaneCaptureError> extractRegion(const QByteArray& data
     if (end < 0)
         return std::unexpected(
             PaneCaptureError::invalidBundle(u"end marker not found: "_s + *region.endMarker));
-    const qsizetype newline = data.indexOf('\n', end + endMarker.size());
+    // An end marker found inside the start marker must not cut the start marker short: the cut
+    // runs at least to the line of the start marker's last byte.
+    const qsizetype after = qMax(end + endMarker.size(), start + startMarker.size() - 1);
+    const qsizetype newline = data.indexOf('\n', after);
     const qsizetype lineEnd = newline < 0 ? data.size() : newline + 1;
     return data.mid(lineStart, lineEnd - lineStart);
 }
@@ -170,10 +174,16 @@ std::expected<VerifiedFixture, PaneCaptureError> loadFixture(const QString& dire
     const auto files = CaptureFiles::readDirectoryFiles(directory);
     if (!files)
         return std::unexpected(files.error());
-    const QByteArray& detection = files->detection;
-    const QByteArray& visible = files->visibleANSI;
+    return fixtureFromFiles(*files, QFileInfo(QDir::cleanPath(directory)).fileName());
+}
 
-    const auto json = JSONValue::parse(files->metadata);
+std::expected<VerifiedFixture, PaneCaptureError> fixtureFromFiles(
+    const CaptureFiles::DirectoryFiles& files, const QString& directoryName)
+{
+    const QByteArray& detection = files.detection;
+    const QByteArray& visible = files.visibleANSI;
+
+    const auto json = JSONValue::parse(files.metadata);
     if (!json)
         return std::unexpected(PaneCaptureError::invalidBundle(u"fixture metadata is not JSON: "_s
                                                                + json.error().errorDescription()));
@@ -195,7 +205,7 @@ std::expected<VerifiedFixture, PaneCaptureError> loadFixture(const QString& dire
     if (artifact != metadata->artifactSHA256)
         return std::unexpected(PaneCaptureError::invalidBundle(u"artifact SHA-256 mismatch"_s));
     const QString suffix = u'-' + artifact.left(shortHashLength) + u".fixture"_s;
-    if (!QFileInfo(QDir::cleanPath(directory)).fileName().endsWith(suffix))
+    if (!directoryName.endsWith(suffix))
         return std::unexpected(
             PaneCaptureError::invalidBundle(u"fixture directory is not content-addressed"_s));
     if (!CaptureFiles::isValidUTF8(detection) || !CaptureFiles::isValidUTF8(visible))

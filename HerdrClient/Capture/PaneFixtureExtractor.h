@@ -1,5 +1,6 @@
 #pragma once
 
+#include "HerdrClient/Capture/CaptureFiles.h"
 #include "HerdrClient/Capture/PaneCaptureError.h"
 #include "HerdrClient/Capture/PaneFixtureMetadata.h"
 
@@ -32,6 +33,9 @@ struct VerifiedFixture {
 };
 
 std::expected<VerifiedFixture, PaneCaptureError> loadFixture(const QString& directory);
+// The same checks over a fixture's files once read, `directoryName` being its folder's name.
+std::expected<VerifiedFixture, PaneCaptureError> fixtureFromFiles(
+    const CaptureFiles::DirectoryFiles& files, const QString& directoryName);
 std::expected<PaneFixtureMetadata, PaneCaptureError> verifyFixture(const QString& directory);
 
 QByteArray canonicalJSON(const JSONValue& value, bool prettyPrinted);

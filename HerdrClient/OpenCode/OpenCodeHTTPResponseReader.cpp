@@ -160,8 +160,13 @@ OpenCodeHTTPResponseReader::State OpenCodeHTTPResponseReader::readChunks()
     for (;;) {
         if (m_chunkLeft < 0) {
             const qsizetype lineEnd = m_buffer.indexOf("\r\n");
+            // A size line longer than the bound is refused however its bytes arrive; while it is
+            // incomplete, its last byte may be the CR of its end.
             if (lineEnd < 0)
-                return m_buffer.size() > maxChunkLineBytes ? fail(invalid()) : State::incomplete;
+                return m_buffer.size() > maxChunkLineBytes + 1 ? fail(invalid())
+                                                               : State::incomplete;
+            if (lineEnd > maxChunkLineBytes)
+                return fail(invalid());
             QByteArrayView sizeText = QByteArrayView(m_buffer).first(lineEnd);
             if (const qsizetype extension = sizeText.indexOf(';'); extension >= 0)
                 sizeText = sizeText.first(extension);

@@ -167,6 +167,10 @@ TEST(PaneFixtureRegionTest, CutsWholeLines)
          ""},
         {{u"old"_s, u"prompt"_s}, "old prompt\n", ""},
         {{u"tail"_s, u"tail"_s}, "tail\n", ""},
+        // An end marker inside a start marker of two lines still keeps both lines.
+        {{u"old prompt\nheader"_s, u"prompt"_s},
+         "old prompt\nheader: Would you like to run it?\n",
+         ""},
         {{u"Nothing"_s, {}}, std::nullopt, "start marker not found: Nothing"},
         // The end is searched only from the start marker on.
         {{u"$ ls"_s, u"old prompt"_s}, std::nullopt, "end marker not found: old prompt"},
