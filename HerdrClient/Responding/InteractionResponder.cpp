@@ -15,6 +15,20 @@ QCoro::Task<> tellPhase(InteractionPhaseCallback onPhase, InteractionResponsePha
         co_await onPhase(phase);
 }
 
+// Typing redraws the row that takes the text (its draft, and with claude its label and hint too);
+// the rest of the prompt must stay the one the person saw.
+InteractionFingerprint fingerprintOutsideField(PendingInteraction interaction,
+                                               std::optional<qint64> field)
+{
+    for (std::size_t i = 0; i < interaction.choices.size(); ++i) {
+        if (field && qint64(i) == *field)
+            interaction.choices[i] = InteractionChoice{};
+        else if (!field)
+            interaction.choices[i].draft.reset();
+    }
+    return interaction.fingerprint();
+}
+
 // One answer from read to settle. It lives in the frame of the call that runs it, so its
 // member coroutines, all awaited there, may use it freely.
 class ResponseRun {
@@ -32,7 +46,12 @@ private:
     QCoro::Task<InteractionReadResult> read();
     QCoro::Task<> pause();
     QCoro::Task<ActionSendResult> send(InteractionResponseOperation operation);
-    QCoro::Task<ActionSendResult> sendAll(InteractionResponsePlan plan);
+    QCoro::Task<std::expected<void, InteractionResponseFailure>> sendTyping(
+        InteractionResponsePlan plan, const PendingInteraction& fresh);
+    QCoro::Task<std::expected<void, InteractionResponseFailure>> awaitTypedText(
+        const PendingInteraction& fresh);
+    std::optional<qint64> typedField(const PendingInteraction& fresh) const;
+    bool focusStaysOnText(const PendingInteraction& fresh, const PendingInteraction& now) const;
     QCoro::Task<std::expected<void, InteractionResponseFailure>> sendCheckboxToggle(
         InteractionResponsePlan plan, qint64 targetIndex);
     QCoro::Task<std::expected<void, InteractionResponseFailure>> sendMultiSelectSubmit(
@@ -82,18 +101,68 @@ QCoro::Task<ActionSendResult> ResponseRun::send(InteractionResponseOperation ope
     co_return result;
 }
 
-QCoro::Task<ActionSendResult> ResponseRun::sendAll(InteractionResponsePlan plan)
+// Keys right behind text can reach the agent before it has taken the text in: codex folds an
+// Enter that arrives within its paste burst into the text, and the note is lost. So keys after
+// text wait until the screen holds still with the focus where the text went, and go only to the
+// prompt the person saw; the text itself may only have filled its field. Nothing sent is undone
+// when a later operation fails.
+QCoro::Task<std::expected<void, InteractionResponseFailure>> ResponseRun::sendTyping(
+    InteractionResponsePlan plan, const PendingInteraction& fresh)
 {
-    // No pause between operations, and nothing sent is undone when a later one fails.
+    bool textWentOut = false;
     for (auto& operation : plan.operations) {
-        if (operation.kind == InteractionResponseOperation::Kind::sendKeys
-            && operation.keys.empty())
+        const bool isKeys = operation.kind == InteractionResponseOperation::Kind::sendKeys;
+        if (isKeys && operation.keys.empty())
             continue;
-        const ActionSendResult sent = co_await send(std::move(operation));
-        if (!sent)
-            co_return sent;
+        if (isKeys && textWentOut) {
+            if (auto landed = co_await awaitTypedText(fresh); !landed)
+                co_return landed;
+            textWentOut = false;
+        }
+        textWentOut = textWentOut || !isKeys;
+        if (auto sent = co_await send(std::move(operation)); !sent)
+            co_return std::unexpected(failed(sent.error()));
     }
-    co_return ActionSendResult{};
+    co_return {};
+}
+
+std::optional<qint64> ResponseRun::typedField(const PendingInteraction& fresh) const
+{
+    if (m_request.intent.kind == Kind::submitChoiceText)
+        return m_request.intent.index;
+    return fresh.presentation.selectedChoiceIndex;
+}
+
+bool ResponseRun::focusStaysOnText(const PendingInteraction& fresh,
+                                   const PendingInteraction& now) const
+{
+    if (now.presentation.selectedChoiceIndex != typedField(fresh))
+        return false;
+    return fresh.presentation.mechanism != InteractionMechanism::textEntry
+           || now.presentation.mechanism == InteractionMechanism::textEntry;
+}
+
+QCoro::Task<std::expected<void, InteractionResponseFailure>> ResponseRun::awaitTypedText(
+    const PendingInteraction& fresh)
+{
+    const auto field = typedField(fresh);
+    const InteractionFingerprint expected = fingerprintOutsideField(fresh, field);
+    std::optional<PendingInteraction> previous;
+    for (int attempt = 0; attempt < m_gate.settings.settleAttempts; ++attempt) {
+        co_await pause();
+        InteractionReadResult now = co_await read();
+        if (now && fingerprintOutsideField(*now, field) != expected)
+            co_return std::unexpected(failed(
+                InteractionResponderError::staleInteraction(m_request.expectedFingerprint, *now)));
+        if (!now || !focusStaysOnText(fresh, *now)) {
+            previous.reset();
+            continue;
+        }
+        if (previous && *now == *previous)
+            co_return {};
+        previous = std::move(*now);
+    }
+    co_return std::unexpected(failed(InteractionResponderError::typedTextDidNotSettle()));
 }
 
 QCoro::Task<std::expected<void, InteractionResponseFailure>> ResponseRun::sendCheckboxToggle(
@@ -177,9 +246,7 @@ QCoro::Task<std::expected<void, InteractionResponseFailure>> ResponseRun::sendMu
         const auto confirm = m_gate.planner.plan(InteractionResponseIntent::submit(), *page);
         if (!confirm)
             co_return std::unexpected(failed(confirm.error()));
-        if (auto sent = co_await sendAll(*confirm); !sent)
-            co_return std::unexpected(failed(sent.error()));
-        co_return {};
+        co_return co_await sendTyping(*confirm, *page);
     }
     co_return std::unexpected(failed(InteractionResponderError::submitConfirmationDidNotSettle()));
 }
@@ -242,8 +309,8 @@ QCoro::Task<InteractionResponseOutcome> ResponseRun::run(
     } else if (multiSelect && intent.kind == Kind::setChoice) {
         if (auto sent = co_await sendCheckboxToggle(*plan, intent.index); !sent)
             co_return std::unexpected(sent.error());
-    } else if (auto sent = co_await sendAll(*plan); !sent) {
-        co_return std::unexpected(failed(sent.error()));
+    } else if (auto sent = co_await sendTyping(*plan, *fresh); !sent) {
+        co_return std::unexpected(sent.error());
     }
     if (plan->operations.empty())
         co_return InteractionResponseResult{std::move(*fresh), std::nullopt, m_sent};
@@ -303,7 +370,11 @@ bool InteractionResponder::kindAllows(InteractionKind kind, InteractionResponseI
 {
     switch (kind) {
     case InteractionKind::approval:
-        return intent == Kind::selectChoice || intent == Kind::approve || intent == Kind::deny;
+        // Text goes only where the planner finds a field: the feedback row of a plan approval.
+        return intent == Kind::selectChoice || intent == Kind::approve || intent == Kind::deny
+               || intent == Kind::enterText || intent == Kind::submitText
+               || intent == Kind::submitChoiceText || intent == Kind::beginTextEntry
+               || intent == Kind::clearTextEntry;
     case InteractionKind::question: return intent != Kind::approve && intent != Kind::deny;
     case InteractionKind::reviewSubmit:
         return intent == Kind::selectChoice || intent == Kind::navigateToStep

@@ -10,6 +10,7 @@ QString toString(InteractionResponderError::Kind kind)
     case Kind::unsupportedIntent: return u"unsupportedIntent"_s;
     case Kind::choiceCursorDidNotSettle: return u"choiceCursorDidNotSettle"_s;
     case Kind::submitConfirmationDidNotSettle: return u"submitConfirmationDidNotSettle"_s;
+    case Kind::typedTextDidNotSettle: return u"typedTextDidNotSettle"_s;
     case Kind::controlCharactersInText: break;
     }
     return u"controlCharactersInText"_s;
@@ -33,6 +34,8 @@ QString InteractionResponderError::refusalCause() const
     case Kind::unsupportedIntent: return u"That response is not supported for this interaction."_s;
     case Kind::choiceCursorDidNotSettle:
         return u"The option cursor did not settle on option %1."_s.arg(targetIndex + 1);
+    case Kind::typedTextDidNotSettle:
+        return u"The typed text did not settle in the prompt's text field."_s;
     case Kind::controlCharactersInText:
         return u"The text holds control characters, which the terminal would take as keys."_s;
     case Kind::submitConfirmationDidNotSettle: break;
@@ -44,7 +47,8 @@ Withheld InteractionResponderError::withheld() const
 {
     switch (kind) {
     case Kind::choiceCursorDidNotSettle: return Withheld::selecting;
-    case Kind::submitConfirmationDidNotSettle: return Withheld::submitting;
+    case Kind::submitConfirmationDidNotSettle:
+    case Kind::typedTextDidNotSettle: return Withheld::submitting;
     default: return Withheld::sending;
     }
 }

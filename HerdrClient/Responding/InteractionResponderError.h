@@ -21,6 +21,9 @@ struct InteractionResponderError {
         unsupportedIntent,
         choiceCursorDidNotSettle,
         submitConfirmationDidNotSettle,
+        // Text went out, and the keys behind it waited for a screen that kept the focus in the
+        // field and held still; it never did.
+        typedTextDidNotSettle,
         // pane.send_text writes raw bytes: a newline would press Enter and an escape would start
         // a key sequence, in the middle of the person's text.
         controlCharactersInText
@@ -61,6 +64,13 @@ struct InteractionResponderError {
     {
         InteractionResponderError e;
         e.kind = Kind::submitConfirmationDidNotSettle;
+        return e;
+    }
+
+    static InteractionResponderError typedTextDidNotSettle()
+    {
+        InteractionResponderError e;
+        e.kind = Kind::typedTextDidNotSettle;
         return e;
     }
 

@@ -121,6 +121,25 @@ InteractionPlanningResult InteractionResponsePlanner::planChoice(
     return fail(Error::unsupportedIntent);
 }
 
+InteractionPlanningResult InteractionResponsePlanner::planFocusTextRow(
+    const PendingInteraction& interaction) const
+{
+    // An approval's text row (claude's plan feedback) is reached like any row, by its number or
+    // arrows; Enter on it while empty would answer, so none is pressed.
+    const auto& choices = interaction.choices;
+    const auto row = std::find_if(choices.begin(), choices.end(), [](const InteractionChoice& c) {
+        return c.kind == InteractionChoiceKind::textEntry;
+    });
+    if (row == choices.end())
+        return fail(Error::unsupportedIntent);
+    auto keys = keysToFocusChoice(qint64(row - choices.begin()), interaction);
+    if (!keys)
+        return fail(keys.error());
+    if (keys->empty())
+        return InteractionResponsePlan::noOp();
+    return keysPlan(std::move(*keys));
+}
+
 InteractionPlanningResult InteractionResponsePlanner::planCheckedChoice(
     qint64 index, bool checked, const PendingInteraction& interaction) const
 {
@@ -235,10 +254,19 @@ InteractionPlanningResult InteractionResponsePlanner::plan(
     case Kind::beginTextEntry:
         if (!has(interaction, Capability::enterText) || mechanism == Mechanism::textEntry)
             return fail(Error::unsupportedIntent);
+        if (interaction.kind == InteractionKind::approval)
+            return planFocusTextRow(interaction);
         return keysPlan({u"tab"_s});
     case Kind::clearTextEntry:
         if (mechanism != Mechanism::textEntry)
             return fail(Error::unsupportedIntent);
+        if (interaction.kind == InteractionKind::approval) {
+            // Tab does nothing in an approval's text row; the cursor leaves it upwards.
+            const auto cursor = interaction.presentation.selectedChoiceIndex;
+            if (!cursor || *cursor <= 0)
+                return fail(Error::missingCursor);
+            return keysPlan({u"up"_s});
+        }
         return keysPlan({u"tab"_s});
     case Kind::navigatePrevious:
         if (!has(interaction, Capability::navigateSteps))

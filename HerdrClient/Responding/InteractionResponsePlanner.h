@@ -28,4 +28,5 @@ private:
     InteractionPlanningResult planCheckedChoice(qint64 index, bool checked,
                                                 const PendingInteraction& interaction) const;
     InteractionPlanningResult planSubmit(const PendingInteraction& interaction) const;
+    InteractionPlanningResult planFocusTextRow(const PendingInteraction& interaction) const;
 };

@@ -91,7 +91,14 @@ InteractionDisplayModel InteractionDisplayModel::from(const PendingInteraction& 
         model.showsTextEntry = true;
         structured = native;
     } else {
-        model.showsBeginTextEntry = entersText && interaction.kind == InteractionKind::question;
+        // An approval takes text only in a row of its own: claude's plan feedback.
+        const bool approvalWithTextRow =
+            interaction.kind == InteractionKind::approval
+            && std::ranges::any_of(interaction.choices, [](const InteractionChoice& choice) {
+                   return choice.kind == InteractionChoiceKind::textEntry;
+               });
+        model.showsBeginTextEntry =
+            entersText && (interaction.kind == InteractionKind::question || approvalWithTextRow);
         structured = choicesAreStructured(interaction, native);
     }
 

@@ -217,6 +217,100 @@ TEST_F(ResponderTest, AnEmptyPlanCallsNoHerdrAndAnEmptyMoveStillSettles)
     EXPECT_TRUE(herdr.sends().empty());
 }
 
+// Codex's notes: the focus is in the field under the second row, and the typed note is not
+// part of the reading. Claude's plan feedback: the row shows what was typed in place of its
+// placeholder, with a hint under it.
+const PendingInteraction notes =
+    withCursor(prompt(K::question, M::textEntry, {C::selectOne, C::deny, C::enterText}), 1);
+const PendingInteraction planApproval = with(
+    prompt(K::approval, M::numberedShortcut, {C::approve, C::deny, C::selectOne, C::enterText}),
+    [](auto& p) {
+        p.choices[2] = {
+            InteractionChoiceKind::textEntry, u"Tell Claude what to change"_s, {}, {}, {}};
+    });
+const PendingInteraction feedbackTyped = with(withCursor(planApproval, 2), [](auto& p) {
+    p.presentation.mechanism = M::textEntry;
+    p.choices[2].draft = u"Use a constant"_s;
+    p.choices[2].description = u"shift+tab to approve with this feedback"_s;
+});
+
+TEST_F(ResponderTest, KeysBehindTextWaitForTheFieldToHoldStillOnTheSamePrompt)
+{
+    const auto retitled = with(notes, [](auto& p) { p.title = u"Delete the database?"_s; });
+    const auto cursorLeft =
+        with(withCursor(notes, 0), [](auto& p) { p.presentation.mechanism = M::arrowNavigate; });
+    const auto typing = with(feedbackTyped, [](auto& p) { p.choices[2].draft = u"Use a"_s; });
+    struct Case {
+        const char* name;
+        PendingInteraction shown;
+        Intent intent;
+        std::vector<InteractionReadResult> afterText;
+        QString refusal; // empty: Enter went out
+    };
+    const Case cases[] = {
+        {"note, screen unchanged",
+         notes,
+         Intent::submitText(u"keep it small"_s),
+         {notes, notes},
+         {}},
+        {"a failed read starts the count again",
+         notes,
+         Intent::submitText(u"keep it small"_s),
+         {notes, unreadable, notes, notes},
+         {}},
+        {"feedback row, focused by its number, drawn as it fills",
+         planApproval,
+         Intent::submitChoiceText(2, u"Use a constant"_s),
+         {planApproval, typing, feedbackTyped, feedbackTyped},
+         {}},
+        {"another question by the time the text is in",
+         notes,
+         Intent::submitText(u"keep it"_s),
+         {notes, retitled},
+         u"This interaction changed before the response was sent. Nothing more was sent."_s},
+        {"the cursor left the field", notes, Intent::submitText(u"keep it"_s),
+         std::vector<InteractionReadResult>(8, cursorLeft),
+         u"The typed text did not settle in the prompt's text field. Nothing was submitted."_s},
+        {"the screen never holds still",
+         planApproval,
+         Intent::submitChoiceText(2, u"Use a"_s),
+         {typing, feedbackTyped, typing, feedbackTyped, typing, feedbackTyped, typing,
+          feedbackTyped},
+         u"The typed text did not settle in the prompt's text field. Nothing was submitted."_s},
+    };
+    for (const auto& c : cases) {
+        std::vector<InteractionReadResult> readings{c.shown};
+        readings.insert(readings.end(), c.afterText.begin(), c.afterText.end());
+        script(readings);
+        herdr.server.clearRequests();
+        // Each read after the text must find the Enter still unsent.
+        std::vector<std::size_t> sentAtRead;
+        sleeper.beforeWake = [&] { sentAtRead.push_back(herdr.sends().size()); };
+        const auto outcome = respond(c.shown, c.intent);
+        sleeper.beforeWake = nullptr;
+        const auto sends = herdr.sends();
+        ASSERT_FALSE(sends.empty()) << c.name;
+        const std::size_t textAt =
+            sends.back().first == keysMethod ? sends.size() - 2 : sends.size() - 1;
+        EXPECT_EQ(sends[textAt], (std::pair{u"pane.send_text"_s, textParams(c.intent.text)}))
+            << c.name;
+        for (std::size_t i = 0; i < c.afterText.size(); ++i)
+            EXPECT_EQ(sentAtRead.at(i), textAt + 1) << c.name << " read " << i;
+        if (c.refusal.isEmpty()) {
+            ASSERT_TRUE(outcome) << c.name << ": "
+                                 << outcome.error().refusalSentence().toStdString();
+            EXPECT_EQ(sends.back(), (std::pair{keysMethod, keysParams({u"enter"_s})})) << c.name;
+        } else {
+            ASSERT_FALSE(outcome) << c.name;
+            EXPECT_EQ(outcome.error().refusalSentence(), c.refusal) << c.name;
+            EXPECT_EQ(sends.size(), textAt + 1) << c.name;
+            EXPECT_EQ(outcome.error().sentOperations.back(),
+                      InteractionResponseOperation::sendText(c.intent.text))
+                << c.name;
+        }
+    }
+}
+
 const PendingInteraction checklist =
     withSteps(prompt(K::question, M::multiSelect, {C::selectMany, C::navigateSteps}),
               {u"Tools"_s, u"Submit"_s}, 0);
@@ -357,7 +451,9 @@ TEST(InteractionResponderKinds, AllowOnlyWhatEachKindCanTake)
                              I::navigatePrevious, I::navigateNext,   I::submit,
                              I::approve,          I::deny,           I::cancel};
     const std::map<K, std::set<I>> allowed{
-        {K::approval, {I::selectChoice, I::approve, I::deny}},
+        {K::approval,
+         {I::selectChoice, I::approve, I::deny, I::enterText, I::submitText, I::submitChoiceText,
+          I::beginTextEntry, I::clearTextEntry}},
         {K::question,
          {I::previewChoice, I::selectChoice, I::setChoice, I::enterText, I::submitText,
           I::submitChoiceText, I::navigateToStep, I::beginTextEntry, I::clearTextEntry,

@@ -202,6 +202,26 @@ TEST(InteractionResponsePlanner, TypesTextOnlyIntoFieldsThatAreEmpty)
     });
 }
 
+TEST(InteractionResponsePlanner, AnApprovalsTextRowIsEnteredByItsNumberAndLeftUpwards)
+{
+    // claude's plan feedback: Tab does nothing in that row, and Enter on it empty would answer.
+    const auto plan = withTextRow(prompt(K::approval, M::numberedShortcut, {C::selectOne}));
+    const auto inRow =
+        with(withCursor(plan, 2), [](auto& p) { p.presentation.mechanism = M::textEntry; });
+    check({
+        {"begin", plan, Intent::beginTextEntry(), keys({u"3"_s})},
+        {"begin by arrows", withTextRow(prompt(K::approval, M::arrowNavigate, {C::selectOne})),
+         Intent::beginTextEntry(), keys({u"down"_s, u"down"_s})},
+        {"begin without a text row",
+         with(prompt(K::approval, M::numberedShortcut, {C::selectOne}),
+              [](auto& p) { p.capabilities.insert(C::enterText); }),
+         Intent::beginTextEntry(), Error::unsupportedIntent},
+        {"leave", inRow, Intent::clearTextEntry(), keys({u"up"_s})},
+        {"leave without a cursor", withCursor(inRow, std::nullopt), Intent::clearTextEntry(),
+         Error::missingCursor},
+    });
+}
+
 TEST(InteractionResponsePlanner, MovesBetweenSteps)
 {
     check({

@@ -166,6 +166,17 @@ TEST(InteractionDisplayModel, TextEntry)
     EXPECT_FALSE(question.showsTextEntry);
     EXPECT_TRUE(question.showsBeginTextEntry);
     EXPECT_TRUE(question.choicesAreActionable);
+
+    // An approval offers it only with a row that takes text (claude's plan feedback).
+    auto feedback = rows("Yes", "No", "Tell Claude what to change");
+    const auto plain = interaction(InteractionKind::approval,
+                                   InteractionMechanism::numberedShortcut, feedback, caps);
+    EXPECT_FALSE(InteractionDisplayModel::from(plain).showsBeginTextEntry);
+    feedback[2].kind = InteractionChoiceKind::textEntry;
+    const auto plan = InteractionDisplayModel::from(interaction(
+        InteractionKind::approval, InteractionMechanism::numberedShortcut, feedback, caps));
+    EXPECT_TRUE(plan.showsBeginTextEntry);
+    EXPECT_TRUE(plan.choicesAreActionable);
 }
 
 TEST(InteractionDisplayModel, ChoicesStepsAndCopiedTexts)
