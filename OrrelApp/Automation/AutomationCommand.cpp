@@ -62,6 +62,8 @@ const std::vector<CommandRule>& commandRules()
         {"armFloor"_L1, Kind::armFloor, {&textArgument}, true},
         {"reply"_L1, Kind::reply, {&textArgument}, true},
         {"typeText"_L1, Kind::typeText, {&textArgument}, true},
+        {"beginTextEntry"_L1, Kind::beginTextEntry, {}, true},
+        {"backToChoices"_L1, Kind::backToChoices, {}, true},
         {"sendTask"_L1, Kind::sendTask, {&textArgument}, true},
         {"interrupt"_L1, Kind::interrupt, {&sessionArgument, &paneArgument}, true},
         {"jump"_L1, Kind::jump, {&sessionArgument, &paneArgument}},

@@ -24,6 +24,8 @@ struct AutomationCommand {
         armFloor,
         reply,
         typeText,
+        beginTextEntry,
+        backToChoices,
         sendTask,
         interrupt,
         jump,

@@ -79,6 +79,8 @@ QCoro::Task<std::expected<QJsonObject, QString>> SurfaceAutomationTarget::perfor
     case Kind::armFloor: outcome = co_await m_surface.armFloor(command.text); break;
     case Kind::reply: outcome = co_await m_surface.reply(command.text); break;
     case Kind::typeText: outcome = co_await m_surface.typeText(command.text); break;
+    case Kind::beginTextEntry: outcome = co_await m_surface.beginTextEntry(); break;
+    case Kind::backToChoices: outcome = co_await m_surface.backToChoices(); break;
     case Kind::sendTask: outcome = co_await m_surface.sendTask(command.text); break;
     case Kind::interrupt: outcome = co_await m_surface.interrupt(ref); break;
     case Kind::jump: outcome = co_await m_surface.jump(ref); break;

@@ -59,7 +59,7 @@ TEST(AutomationCommand, ReadsEachCommandWithItsTypedArguments)
 TEST(AutomationCommand, EveryKnownNameReadsBackAsItself)
 {
     const QStringList names = AutomationCommand::knownNames();
-    ASSERT_EQ(names.size(), 18);
+    ASSERT_EQ(names.size(), 20);
     const QJsonObject arguments{{u"action"_s, u"jump"_s}, {u"session"_s, u"s"_s},
                                 {u"pane"_s, u"p"_s},      {u"index"_s, 0},
                                 {u"text"_s, u"t"_s},      {u"path"_s, u"/p.png"_s}};
