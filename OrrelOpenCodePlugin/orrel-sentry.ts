@@ -1,4 +1,4 @@
-// orrel-sentry-opencode-plugin 2
+// orrel-sentry-opencode-plugin 3
 // Installed by Orrel Sentry, which replaces it with newer versions of itself. To keep changes of
 // your own, copy it under another name first.
 //
@@ -161,7 +161,8 @@ export const OrrelSentryPlugin = async (context) => {
   const publish = async (force) => {
     if (retry) clearTimeout(retry)
     retry = null
-    if (!tracker.session) return
+    // A deleted session leaves nothing to answer through; its tokens would point at it.
+    if (!tracker.session) return clear()
     // The server may not listen yet, or opencode may run without one.
     const server = listeningServer(context)
     if (!server) return later()

@@ -243,6 +243,28 @@ test("clears the tokens when opencode disposes of its instance", async () => {
   }
 })
 
+test("clears the tokens when the pane's session is deleted, and publishes the next one", async () => {
+  const ws = workspace()
+  const server = await fakeServer()
+  const opencode = new OpenCode(ws, paneEnvironment(ws))
+  try {
+    await opencode.start()
+    await opencode.send({ listen: server.url })
+    await opencode.event("session.created", { info: { id: "ses_main" } })
+    await opencode.event("session.deleted", { info: { id: "ses_other" } })
+    assert.equal(ws.calls().length, 1)
+    await opencode.event("session.deleted", { info: { id: "ses_main" } })
+    await waitFor("the tokens cleared", () => ws.calls().length === 2)
+    assert.deepEqual(ws.calls()[1], CLEARED)
+    await opencode.event("session.created", { info: { id: "ses_next" } })
+    assertPublished(ws.calls()[2], server.url, "ses_next", null)
+  } finally {
+    opencode.stop()
+    server.close()
+    ws.remove()
+  }
+})
+
 test("publishes only a plain http server on a loopback address", async () => {
   const ws = workspace()
   const server = await fakeServer()
