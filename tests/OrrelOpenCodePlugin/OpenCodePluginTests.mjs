@@ -146,6 +146,22 @@ class OpenCode {
   }
 }
 
+// A workspace, a fake opencode server and a fake opencode in a herdr pane, all ended after `body`.
+// `options` may be made from the server.
+async function withOpenCode(body, options = {}, spawnOptions = {}) {
+  const ws = workspace()
+  const server = await fakeServer()
+  const given = typeof options === "function" ? options(server) : options
+  const opencode = new OpenCode(ws, paneEnvironment(ws), given, spawnOptions)
+  try {
+    await body({ ws, server, opencode })
+  } finally {
+    opencode.stop()
+    server.close()
+    ws.remove()
+  }
+}
+
 test("every export is a plugin that follows events", async () => {
   const ws = workspace()
   const opencode = new OpenCode(ws, paneEnvironment(ws))
@@ -159,11 +175,8 @@ test("every export is a plugin that follows events", async () => {
   }
 })
 
-test("publishes the server, the top-level session and its model, and clears them on exit", async () => {
-  const ws = workspace()
-  const server = await fakeServer()
-  const opencode = new OpenCode(ws, paneEnvironment(ws))
-  try {
+test("publishes the server, the top-level session and its model, and clears them on exit", () =>
+  withOpenCode(async ({ ws, server, opencode }) => {
     await opencode.start()
     await opencode.send({ listen: `${server.url}/` })
     await opencode.event("session.created", { info: { id: "ses_main" } })
@@ -197,18 +210,10 @@ test("publishes the server, the top-level session and its model, and clears them
     opencode.exit()
     await waitFor("the tokens cleared", () => ws.calls().length === 5)
     assert.deepEqual(ws.calls()[4], CLEARED)
-  } finally {
-    opencode.stop()
-    server.close()
-    ws.remove()
-  }
-})
+  }))
 
-test("clears the tokens once opencode ended, though its parent has not reaped it", async () => {
-  const ws = workspace()
-  const server = await fakeServer()
-  const opencode = new OpenCode(ws, paneEnvironment(ws), {}, { unreaped: true })
-  try {
+test("clears the tokens once opencode ended, though its parent has not reaped it", () =>
+  withOpenCode(async ({ ws, server, opencode }) => {
     const { pid } = await opencode.start()
     await opencode.send({ listen: server.url })
     await opencode.event("session.status", { sessionID: "ses_main", status: { type: "busy" } })
@@ -218,36 +223,20 @@ test("clears the tokens once opencode ended, though its parent has not reaped it
     await waitFor("a zombie", () => /^State:\s*Z/m.test(fs.readFileSync(`/proc/${pid}/status`, "utf8")))
     await waitFor("the tokens cleared", () => ws.calls().length === 2)
     assert.deepEqual(ws.calls()[1], CLEARED)
-  } finally {
-    opencode.stop()
-    server.close()
-    ws.remove()
-  }
-})
+  }, {}, { unreaped: true }))
 
-test("clears the tokens when opencode disposes of its instance", async () => {
-  const ws = workspace()
-  const server = await fakeServer()
-  const opencode = new OpenCode(ws, paneEnvironment(ws))
-  try {
+test("clears the tokens when opencode disposes of its instance", () =>
+  withOpenCode(async ({ ws, server, opencode }) => {
     await opencode.start()
     await opencode.send({ listen: server.url })
     await opencode.event("session.created", { info: { id: "ses_main" } })
     await opencode.event("server.instance.disposed", { directory: "/" })
     await waitFor("the tokens cleared", () => ws.calls().length === 2)
     assert.deepEqual(ws.calls()[1], CLEARED)
-  } finally {
-    opencode.stop()
-    server.close()
-    ws.remove()
-  }
-})
+  }))
 
-test("clears the tokens when the pane's session is deleted, and publishes the next one", async () => {
-  const ws = workspace()
-  const server = await fakeServer()
-  const opencode = new OpenCode(ws, paneEnvironment(ws))
-  try {
+test("clears the tokens when the pane's session is deleted, and publishes the next one", () =>
+  withOpenCode(async ({ ws, server, opencode }) => {
     await opencode.start()
     await opencode.send({ listen: server.url })
     await opencode.event("session.created", { info: { id: "ses_main" } })
@@ -258,19 +247,11 @@ test("clears the tokens when the pane's session is deleted, and publishes the ne
     assert.deepEqual(ws.calls()[1], CLEARED)
     await opencode.event("session.created", { info: { id: "ses_next" } })
     assertPublished(ws.calls()[2], server.url, "ses_next", null)
-  } finally {
-    opencode.stop()
-    server.close()
-    ws.remove()
-  }
-})
+  }))
 
-test("publishes only a plain http server on a loopback address", async () => {
-  const ws = workspace()
-  const server = await fakeServer()
-  // Whatever host the plugin names, its fetch reaches the fake server, which would answer.
-  const opencode = new OpenCode(ws, paneEnvironment(ws), { reroute: server.port })
-  try {
+test("publishes only a plain http server on a loopback address", () =>
+  withOpenCode(async ({ ws, server, opencode }) => {
+    // Whatever host the plugin names, its fetch reaches the fake server, which would answer.
     await opencode.start()
     const elsewhere = [
       "http://192.0.2.7:4096/",
@@ -291,12 +272,7 @@ test("publishes only a plain http server on a loopback address", async () => {
     await opencode.event("session.created", { info: { id: "ses_here" } })
     assert.deepEqual(server.requests, [`${server.url}/path`])
     assertPublished(ws.calls()[0], server.url, "ses_here", null)
-  } finally {
-    opencode.stop()
-    server.close()
-    ws.remove()
-  }
-})
+  }, (server) => ({ reroute: server.port })))
 
 test("waits for its own server, not the made-up address opencode gives before that listens", async () => {
   const ws = workspace()
