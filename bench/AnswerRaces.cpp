@@ -1,8 +1,9 @@
 // answer-races [--trials N] [--seed S]
-// Answers claude prompts through the session's own reader, responder and coordinator while the
-// fake herdr moves the screen at a random moment, and checks in the server's request log that no
-// key ever landed on a prompt other than the one the answer was made for. Trial i runs on seed
-// S + i; a violation prints that seed, and `--seed it --trials 1` replays the trial exactly.
+// Answers claude prompts (approvals, checklists, and questions answered with typed text) through
+// the session's own reader, responder and coordinator while the fake herdr moves the screen at a
+// random moment, and checks in the server's request log that no key ever landed on a prompt other
+// than the one the answer was made for. Trial i runs on seed S + i; a violation prints that seed,
+// and `--seed it --trials 1` replays the trial exactly.
 //
 // The moment is the arrival of the trial's k-th screen read (k drawn from the seed): the screen
 // changes just before herdr answers that read, so the schedule follows the program's own requests
@@ -37,14 +38,22 @@ const QString agentID = u"claude"_s;
 constexpr quint64 paneRevision = 7;
 constexpr int checkCount = 3; // checkboxes; a fourth row takes typed text
 
+constexpr int textRow = 3; // a question's own answer, typed into its fourth row
+
 // What the pane shows, as the harness models it.
 struct Screen {
-    enum class Kind { approval, checks, working, gone };
+    enum class Kind { approval, checks, question, working, gone };
     Kind kind = Kind::approval;
-    QString subject; // the approval's command, the checklist's question
+    QString subject; // the approval's command, the checklist's or the question's question
     int cursor = 0;
     std::array<bool, checkCount> checked{};
+    QString draft; // what was typed into a question's text row
 };
+
+int rowCount(const Screen& screen)
+{
+    return screen.kind == Screen::Kind::approval ? 3 : 4;
+}
 
 QString cursorMark(const Screen& screen, int row)
 {
@@ -77,6 +86,15 @@ QString render(const Screen& screen)
                + u"%1 4. [ ] Type something.\n\nEnter to select · ↑/↓ to navigate · Esc to cancel\n"_s
                      .arg(cursorMark(screen, checkCount));
     }
+    case Screen::Kind::question: {
+        QString text = u"● I need a decision from you.\n\n%1\n ☐ Database\n\n%2\n\n"_s.arg(
+            QString(80, u'─'), screen.subject);
+        const QStringList labels{u"PostgreSQL"_s, u"SQLite"_s, u"MongoDB"_s,
+                                 screen.draft.isEmpty() ? u"Type something."_s : screen.draft};
+        for (int i = 0; i < labels.size(); ++i)
+            text += u"%1 %2. %3\n"_s.arg(cursorMark(screen, i)).arg(i + 1).arg(labels[i]);
+        return text + u"\nEnter to select · ↑/↓ to navigate · Esc to cancel\n"_s;
+    }
     case Screen::Kind::working:
         return u"● Running the checks\n  ⎿  Running… (1s · esc to interrupt)\n"_s;
     case Screen::Kind::gone: break;
@@ -85,13 +103,22 @@ QString render(const Screen& screen)
 }
 
 // How the pane redraws after keys, as claude does: digits and arrows move the cursor, Enter
-// answers an approval and flips the box under the cursor of a checklist.
+// answers an approval or a question and flips the box under the cursor of a checklist.
 Screen afterKeys(Screen screen, const std::vector<QString>& keys)
 {
     for (const QString& key : keys) {
-        if (screen.kind == Screen::Kind::approval) {
+        if (screen.kind == Screen::Kind::question) {
+            if (key == u"enter"_s)
+                return Screen{Screen::Kind::working, {}, 0, {}, {}};
+            if (key == u"down"_s)
+                screen.cursor = std::min(screen.cursor + 1, textRow);
+            else if (key == u"up"_s)
+                screen.cursor = std::max(screen.cursor - 1, 0);
+            else if (key.size() == 1 && key[0].isDigit())
+                screen.cursor = std::clamp(key.toInt() - 1, 0, textRow);
+        } else if (screen.kind == Screen::Kind::approval) {
             if (key == u"enter"_s || (key.size() == 1 && key[0].isDigit()))
-                return Screen{Screen::Kind::working, {}, 0, {}};
+                return Screen{Screen::Kind::working, {}, 0, {}, {}};
         } else if (screen.kind == Screen::Kind::checks) {
             if (key == u"down"_s)
                 screen.cursor = std::min(screen.cursor + 1, checkCount);
@@ -103,6 +130,14 @@ Screen afterKeys(Screen screen, const std::vector<QString>& keys)
                 screen.checked[std::size_t(screen.cursor)] ^= true;
         }
     }
+    return screen;
+}
+
+// Text lands in a question's text row when the cursor stands on it; elsewhere it is lost.
+Screen afterText(Screen screen, const QString& text)
+{
+    if (screen.kind == Screen::Kind::question && screen.cursor == textRow)
+        screen.draft += text;
     return screen;
 }
 
@@ -128,6 +163,8 @@ const QStringList commands{u"npm run migrate -- --env staging"_s,
 constexpr int readsPerLook = 3; // detection, coloured, detection again
 
 const QStringList questions{u"Which checks should run?"_s, u"Which checks may be skipped?"_s};
+const QStringList decisions{u"Which database should the new service use?"_s,
+                            u"Which database should the old service move to?"_s};
 
 // One trial, drawn from its seed before it runs.
 struct Trial {
@@ -151,7 +188,7 @@ struct Trial {
             if (change == Change::otherSubject)
                 redrawn.subject = changed.subject;
             else
-                redrawn.cursor = (now.cursor + 1) % checkCount;
+                redrawn.cursor = (now.cursor + 1) % rowCount(now);
             return redrawn;
         }
         case Change::none: return std::nullopt;
@@ -163,43 +200,56 @@ struct Trial {
 Screen otherPrompt(const Screen& screen, std::mt19937_64& random)
 {
     if (screen.kind == Screen::Kind::approval)
-        return Screen{Screen::Kind::checks, questions[int(random() % 2)], 0, {}};
-    return Screen{Screen::Kind::approval, commands[int(random() % 4)], 0, {}};
+        return Screen{Screen::Kind::checks, questions[int(random() % 2)], 0, {}, {}};
+    return Screen{Screen::Kind::approval, commands[int(random() % 4)], 0, {}, {}};
+}
+
+const QStringList& subjectsOf(Screen::Kind kind)
+{
+    return kind == Screen::Kind::approval ? commands
+           : kind == Screen::Kind::checks ? questions
+                                          : decisions;
 }
 
 Trial drawTrial(std::uint64_t seed)
 {
     std::mt19937_64 random(seed);
     Trial trial;
-    if (random() % 2 == 0) {
-        trial.initial = {Screen::Kind::approval, commands[int(random() % 4)], 0, {}};
+    const auto kind = random() % 3;
+    if (kind == 0) {
+        trial.initial = {Screen::Kind::approval, commands[int(random() % 4)], 0, {}, {}};
         const int pick = int(random() % 4);
         trial.intent = pick == 0   ? InteractionResponseIntent::approve()
                        : pick == 1 ? InteractionResponseIntent::deny()
                                    : InteractionResponseIntent::selectChoice(qint64(random() % 3));
-    } else {
+    } else if (kind == 1) {
         trial.initial = {
-            Screen::Kind::checks, questions[int(random() % 2)], int(random() % checkCount), {}};
+            Screen::Kind::checks, questions[int(random() % 2)], int(random() % checkCount), {}, {}};
         for (auto& box : trial.initial.checked)
             box = random() % 2 == 0;
         const int target = int(random() % checkCount);
         trial.intent = InteractionResponseIntent::setChoice(
             target, !trial.initial.checked[std::size_t(target)]);
+    } else {
+        trial.initial = {
+            Screen::Kind::question, decisions[int(random() % 2)], int(random() % 4), {}, {}};
+        trial.intent = InteractionResponseIntent::submitChoiceText(textRow, u"CockroachDB"_s);
     }
     trial.change = Change(random() % changeCount);
     trial.changed = trial.initial;
     switch (trial.change) {
     case Change::otherSubject: {
-        const QStringList& subjects =
-            trial.initial.kind == Screen::Kind::approval ? commands : questions;
+        const QStringList& subjects = subjectsOf(trial.initial.kind);
         const auto at = subjects.indexOf(trial.initial.subject);
         trial.changed.subject =
             subjects[(at + 1 + qsizetype(random() % (subjects.size() - 1))) % subjects.size()];
         break;
     }
     case Change::otherPrompt: trial.changed = otherPrompt(trial.initial, random); break;
-    case Change::answeredElsewhere: trial.changed = Screen{Screen::Kind::working, {}, 0, {}}; break;
-    case Change::paneGone: trial.changed = Screen{Screen::Kind::gone, {}, 0, {}}; break;
+    case Change::answeredElsewhere:
+        trial.changed = Screen{Screen::Kind::working, {}, 0, {}, {}};
+        break;
+    case Change::paneGone: trial.changed = Screen{Screen::Kind::gone, {}, 0, {}, {}}; break;
     case Change::cursorOnly:
     case Change::none: break;
     }
@@ -273,6 +323,12 @@ private:
                 }
             }
             ++m_reads;
+        }
+        if (request.method == u"pane.send_text"_s && params && params->contains(u"text"_s)) {
+            const Screen now = m_timeline.back().second;
+            if (now.kind != Screen::Kind::gone)
+                m_pendingRedraw =
+                    afterText(now, params->at(u"text"_s).stringValue().value_or(QString()));
         }
         if (request.method == u"pane.send_keys"_s && params && params->contains(u"keys"_s)) {
             std::vector<QString> keys;
@@ -396,7 +452,8 @@ private:
     }
 
     // A send that met a screen whose prompt is not the answered one. A send to a pane that is
-    // gone reaches nothing: herdr refuses it.
+    // gone reaches nothing: herdr refuses it. Text typed by the answer itself leaves the prompt
+    // the one it was.
     bool violates(const std::optional<InteractionFingerprint>& expected) const
     {
         const auto requests = m_server.requests();
@@ -404,9 +461,10 @@ private:
             const FakeRequest& request = requests[position];
             if (!request.method.startsWith(u"pane.send_"_s))
                 continue;
-            const Screen met = m_pane.screenAt(position);
+            Screen met = m_pane.screenAt(position);
             if (met.kind == Screen::Kind::gone)
                 continue;
+            met.draft.clear();
             if (!expected || fingerprintOf(met) != *expected)
                 return true;
         }
