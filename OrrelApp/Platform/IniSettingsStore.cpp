@@ -1,10 +1,24 @@
 #include "OrrelApp/Platform/IniSettingsStore.h"
 
+#include "OrrelApp/Platform/IniSettingsGuard.h"
+
+#include <QDebug>
+
 using namespace Qt::StringLiterals;
 
 IniSettingsStore::IniSettingsStore() : IniSettingsStore(defaultPath(processEnvironment())) {}
 
-IniSettingsStore::IniSettingsStore(const QString& path) : m_settings(path, QSettings::IniFormat) {}
+IniSettingsStore::IniSettingsStore(const QString& path)
+    : m_settings(guarded(path), QSettings::IniFormat)
+{
+}
+
+QString IniSettingsStore::guarded(const QString& path)
+{
+    if (const auto done = IniSettingsGuard::guard(path))
+        qWarning().noquote() << u"Settings file %1: %2"_s.arg(path, *done);
+    return path;
+}
 
 QString IniSettingsStore::defaultPath(const Environment& environment)
 {

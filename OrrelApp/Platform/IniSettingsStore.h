@@ -26,5 +26,7 @@ public:
     QSettings::Status status() const { return m_settings.status(); }
 
 private:
+    static QString guarded(const QString& path);
+
     QSettings m_settings;
 };

@@ -10,6 +10,19 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
+QByteArray contents(const QString& path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("(missing)");
+}
+
+void put(const QString& path, const QByteArray& bytes)
+{
+    QFile file(path);
+    ASSERT_TRUE(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
+    ASSERT_EQ(file.write(bytes), bytes.size());
+}
+
 TEST(IniSettingsStore, LivesUnderTheConfigurationHome)
 {
     EXPECT_EQ(IniSettingsStore::defaultPath({{u"XDG_CONFIG_HOME"_s, u"/x/cfg"_s}}),
@@ -86,6 +99,67 @@ TEST(IniSettingsStore, SettingsSurviveTheFile)
     EXPECT_EQ(s.screenSaveStyle(), ScreenSaveStyleID::currentWallpaper);
     EXPECT_EQ(s.ignoredSessionNames(), QStringList{u"solo"_s});
     EXPECT_EQ(s.lastUpdateCheckAt(), when);
+}
+
+} // namespace
+
+namespace {
+
+// QDataStream in Qt 6.4 trusts the lengths inside a streamed value: these would ask for gigabytes
+// or build types the settings never hold, before the program could refuse them.
+TEST(IniSettingsStore, ValuesThatWouldDecodeForeignStreamsAreDroppedAndTheFileKept)
+{
+    const QByteArray keep = "[General]\nignoredSessionNames=a, b\nsetupCompleted=true\n";
+    const QByteArray found[] = {
+        // A date whose stream asks for a 3 GB string (found by the fuzzer, bytes and all).
+        QByteArray::fromBase64(
+            "bGFzdFVwZGF0ZUNoZWNrQXQ9QERhdGVUaW1lKFwwXDBcMFxbMTAIgTcAIGEAAFwwXDBcMFwwXDBc"
+            "MCVceGY0XHg4MFx4MikK"),
+        "lastUpdateCheckAt=@DateTime(\\0\\0\\0\\x10\\0\\0\\0\\0\\0\\0%"
+        "\\x8c\\x9b\\x3\\xa4\\xf4\\x80\\x4\\xff\\xff\\xff\\xff)\n",
+        "sessionName=@Variant(\\0\\0\\0\\n\\xff\\xff\\xff\\xfe)\n",
+        "sessionName=\"x, @Variant(\\0\\0\\0\\x7f)\"\n",
+        "sessionName=\\x40Variant(\\0)\n",
+        "sessionName=\\100Variant(\\0)\n",
+    };
+    for (const QByteArray& line : found) {
+        SCOPED_TRACE(line.toStdString());
+        QTemporaryDir dir;
+        const QString path = dir.filePath(u"orrelsentry.conf"_s);
+        put(path, keep + line);
+        IniSettingsStore store(path);
+        Settings settings(store);
+        EXPECT_EQ(store.keys(), (QStringList{u"ignoredSessionNames"_s, u"setupCompleted"_s}));
+        EXPECT_EQ(settings.ignoredSessionNames(), (QStringList{u"a"_s, u"b"_s}));
+        EXPECT_EQ(contents(path), keep);
+        EXPECT_EQ(contents(path + u".damaged"_s), keep + line);
+    }
+}
+
+TEST(IniSettingsStore, ItsOwnDatesStayAndAFileTooLargeIsSetAside)
+{
+    QTemporaryDir dir;
+    const QString path = dir.filePath(u"orrelsentry.conf"_s);
+    // Local time, UTC and an offset from it: what the program's own writes can hold.
+    for (const QDateTime& when :
+         {QDateTime::fromSecsSinceEpoch(1'800'000'000),
+          QDateTime::fromSecsSinceEpoch(1'800'000'000, Qt::UTC),
+          QDateTime::fromSecsSinceEpoch(1'800'000'000, Qt::OffsetFromUTC, 3600)}) {
+        QFile::remove(path);
+        IniSettingsStore(path).setValue(u"lastUpdateCheckAt"_s, when);
+        const QByteArray written = contents(path);
+        const QString copy = dir.filePath(u"copy.conf"_s);
+        QFile::remove(copy);
+        ASSERT_TRUE(QFile::copy(path, copy));
+        EXPECT_EQ(IniSettingsStore(copy).value(u"lastUpdateCheckAt"_s), QVariant(when));
+        EXPECT_EQ(contents(copy), written);
+        EXPECT_FALSE(QFile::exists(copy + u".damaged"_s));
+    }
+
+    const QByteArray huge = "[General]\nsessionName=" + QByteArray(2 * 1024 * 1024, 'x') + '\n';
+    put(path, huge);
+    EXPECT_TRUE(IniSettingsStore(path).keys().isEmpty());
+    EXPECT_EQ(contents(path + u".damaged"_s), huge);
 }
 
 } // namespace
