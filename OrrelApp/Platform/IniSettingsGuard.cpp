@@ -6,6 +6,8 @@
 #include <QList>
 #include <QSaveFile>
 
+#include <algorithm>
+
 using namespace Qt::StringLiterals;
 
 namespace {
@@ -151,7 +153,8 @@ std::optional<QString> guard(const QString& path)
     }
     if (!file.open(QIODevice::ReadOnly))
         return file.errorString();
-    const QByteArray found = file.read(maxFileBytes + 1);
+    // Sized by the file, not by the bound: a settings file is a few hundred bytes.
+    const QByteArray found = file.read(std::min(file.size(), maxFileBytes) + 1);
     file.close();
     const auto mended = withoutUnsafeValues(found);
     if (!mended)
