@@ -130,12 +130,24 @@ std::expected<void, PaneCaptureError> writeDirectoryAtomically(const QString& ta
         if (const auto committed = commitSaveFile(file); !committed)
             return fail(PaneCaptureError::fileFailed(file.fileName(), committed.error()));
     }
-    if (replaceExisting && targetInfo.exists() && !QDir(target).removeRecursively())
-        return fail(PaneCaptureError::fileFailed(target, u"could not remove the old directory"_s));
+    // The old bundle is moved aside, not deleted, until the new one is in place: a failed move
+    // must leave the person with the bundle they had.
+    QString aside;
+    if (replaceExisting && targetInfo.exists()) {
+        aside = parent.filePath(u".old-"_s + QUuid::createUuid().toString(QUuid::WithoutBraces));
+        if (!parent.rename(targetInfo.absoluteFilePath(), aside))
+            return fail(
+                PaneCaptureError::fileFailed(target, u"could not move the old directory aside"_s));
+    }
     // QDir::rename never replaces an existing entry, so a target that appeared meanwhile wins.
-    if (!parent.rename(temporary, targetInfo.absoluteFilePath()))
+    if (!parent.rename(temporary, targetInfo.absoluteFilePath())) {
+        if (!aside.isEmpty())
+            parent.rename(aside, targetInfo.absoluteFilePath());
         return fail(
             PaneCaptureError::fileFailed(target, u"could not move the new directory into place"_s));
+    }
+    if (!aside.isEmpty())
+        QDir(aside).removeRecursively();
     return {};
 }
 
