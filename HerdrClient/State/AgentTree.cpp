@@ -15,6 +15,7 @@ AgentTree::AgentTree(const std::vector<PaneInfo>& panes, QByteArrayView registry
         if (auto parent = pane.token(u"nh_parent"_s))
             m_parentOf.insert_or_assign(pane.paneID, *parent);
     }
+    resolveRoots();
 }
 
 void AgentTree::readRegistry(QByteArrayView registry)
@@ -47,20 +48,46 @@ void AgentTree::readRegistry(QByteArrayView registry)
 
 QString AgentTree::root(const QString& paneID) const
 {
-    if (m_parentOf.empty())
-        return paneID;
+    if (const auto known = m_rootOf.find(paneID); known != m_rootOf.end())
+        return known->second;
+    return walkToRoot(paneID, {});
+}
+
+QString AgentTree::walkToRoot(const QString& paneID,
+                              const std::map<QString, QString>& knownRoots) const
+{
     QString current = paneID;
-    std::vector<QString> visited;
+    std::vector<QString> path;
+    std::map<QString, std::size_t> positionOnPath;
     while (true) {
+        if (const auto known = knownRoots.find(current); known != knownRoots.end())
+            return known->second;
         const auto parent = m_parentOf.find(current);
         // An owner that has gone leaves its worker standing on its own.
         if (parent == m_parentOf.end() || !m_livePanes.contains(parent->second))
             return current;
-        const auto seen = std::find(visited.begin(), visited.end(), current);
-        if (seen != visited.end())
-            return *std::min_element(seen, visited.end());
-        visited.push_back(current);
+        if (const auto seen = positionOnPath.find(current); seen != positionOnPath.end())
+            return *std::min_element(path.begin() + qsizetype(seen->second), path.end());
+        positionOnPath.emplace(current, path.size());
+        path.push_back(current);
         current = parent->second;
+    }
+}
+
+void AgentTree::resolveRoots()
+{
+    // Every pane walked on the way shares the root found, so each owner chain is walked once.
+    for (const QString& paneID : m_livePanes) {
+        if (m_rootOf.contains(paneID))
+            continue;
+        const QString found = walkToRoot(paneID, m_rootOf);
+        for (QString current = paneID; !m_rootOf.contains(current);) {
+            m_rootOf.emplace(current, found);
+            const auto parent = m_parentOf.find(current);
+            if (parent == m_parentOf.end() || !m_livePanes.contains(parent->second))
+                break;
+            current = parent->second;
+        }
     }
 }
 

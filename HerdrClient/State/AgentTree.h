@@ -38,8 +38,12 @@ public:
 
 private:
     void readRegistry(QByteArrayView registry);
+    void resolveRoots();
+    QString walkToRoot(const QString& paneID, const std::map<QString, QString>& knownRoots) const;
 
     std::map<QString, QString> m_parentOf;
     std::map<QString, QString> m_tabLabelOf;
     std::set<QString> m_livePanes;
+    // The root of every live pane, found once when the tree is built.
+    std::map<QString, QString> m_rootOf;
 };
