@@ -62,16 +62,24 @@ QString AgentTree::walkToRoot(const QString& paneID,
     while (true) {
         if (const auto known = knownRoots.find(current); known != knownRoots.end())
             return known->second;
-        const auto parent = m_parentOf.find(current);
-        // An owner that has gone leaves its worker standing on its own.
-        if (parent == m_parentOf.end() || !m_livePanes.contains(parent->second))
+        const QString* owner = liveOwner(current);
+        if (!owner)
             return current;
         if (const auto seen = positionOnPath.find(current); seen != positionOnPath.end())
             return *std::min_element(path.begin() + qsizetype(seen->second), path.end());
         positionOnPath.emplace(current, path.size());
         path.push_back(current);
-        current = parent->second;
+        current = *owner;
     }
+}
+
+const QString* AgentTree::liveOwner(const QString& paneID) const
+{
+    const auto parent = m_parentOf.find(paneID);
+    // An owner that has gone leaves its worker standing on its own.
+    if (parent == m_parentOf.end() || !m_livePanes.contains(parent->second))
+        return nullptr;
+    return &parent->second;
 }
 
 void AgentTree::resolveRoots()
@@ -81,13 +89,9 @@ void AgentTree::resolveRoots()
         if (m_rootOf.contains(paneID))
             continue;
         const QString found = walkToRoot(paneID, m_rootOf);
-        for (QString current = paneID; !m_rootOf.contains(current);) {
-            m_rootOf.emplace(current, found);
-            const auto parent = m_parentOf.find(current);
-            if (parent == m_parentOf.end() || !m_livePanes.contains(parent->second))
-                break;
-            current = parent->second;
-        }
+        for (const QString* current = &paneID; current && !m_rootOf.contains(*current);
+             current = liveOwner(*current))
+            m_rootOf.emplace(*current, found);
     }
 }
 

@@ -39,6 +39,7 @@ public:
 private:
     void readRegistry(QByteArrayView registry);
     void resolveRoots();
+    const QString* liveOwner(const QString& paneID) const;
     QString walkToRoot(const QString& paneID, const std::map<QString, QString>& knownRoots) const;
 
     std::map<QString, QString> m_parentOf;
