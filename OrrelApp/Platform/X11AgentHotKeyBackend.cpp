@@ -158,7 +158,9 @@ void X11AgentHotKeyBackend::unregisterAll()
     for (const Held& held : m_held)
         ungrab(held);
     m_held.clear();
-    xcb_flush(m_connection);
+    // A round trip, not a flush: once this returns, the server has let the keys go, and another
+    // program that asks for them next is granted them.
+    std::free(xcb_get_input_focus_reply(m_connection, xcb_get_input_focus(m_connection), nullptr));
 }
 
 bool X11AgentHotKeyBackend::nativeEventFilter(const QByteArray& eventType, void* message,
